@@ -1,1 +1,78 @@
-int main() { return 0; }
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <string>
+
+#include "base/error.h"
+#include "cli/cli.h"
+
+namespace quillet::cli {
+
+namespace {
+
+const char* const kUsage =
+    "Usage: quillet COMMAND [ARGS...]\n"
+    "\n"
+    "Commands:\n"
+    "  eval EXPR [--var NAME=VALUE]...         evaluate an expression and print its value\n"
+    "                                          (\"(null)\" for null)\n"
+    "  eval --text TEXT [--var NAME=VALUE]...  expand the [expression] placeholders of TEXT\n"
+    "  check REPORT.qdr                        load a report and print its structure\n"
+    "\n"
+    "Options:\n"
+    "  --help     show this help and exit\n"
+    "  --version  show the version and exit\n"
+    "\n"
+    "Variables given with --var are strings, as report variables always are.\n"
+    "Exit status: 0 success, 1 failure while running, 2 usage error.\n";
+
+}  // namespace
+
+std::pair<std::string, std::string> SplitAssignment(const std::string& Option, const std::string& Text) {
+  const auto eq = Text.find('=');
+  if (eq == std::string::npos || eq == 0)
+    throw EUsageError(Option + " expects NAME=VALUE, got \"" + Text + "\"");
+  return {Text.substr(0, eq), Text.substr(eq + 1)};
+}
+
+int Main(int argc, char** argv) {
+  TArgs args(argv + 1, argv + argc);
+  try {
+    if (args.empty()) throw EUsageError("no command given");
+    const std::string command = args.front();
+    args.erase(args.begin());
+    if (command == "--help" || command == "-h" || command == "help") {
+      std::fputs(kUsage, stdout);
+      return 0;
+    }
+    if (command == "--version") {
+      std::printf("quillet %s\n", QUILLET_VERSION);
+      return 0;
+    }
+    for (const auto& a : args) {
+      if (a == "--help" || a == "-h") {
+        std::fputs(kUsage, stdout);
+        return 0;
+      }
+    }
+    if (command == "eval") return RunEval(args);
+    if (command == "check") return RunCheck(args);
+    throw EUsageError("unknown command \"" + command + "\"");
+  } catch (const EUsageError& e) {
+    std::fprintf(stderr, "quillet: %s\nTry 'quillet --help' for more information.\n", e.what());
+    return 2;
+  } catch (const EQuilletError& e) {
+    if (!e.FileName().empty() && std::string(e.what()).find(e.FileName()) == std::string::npos)
+      std::fprintf(stderr, "quillet: %s: %s\n", e.FileName().c_str(), e.what());
+    else
+      std::fprintf(stderr, "quillet: %s\n", e.what());
+    return 1;
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "quillet: %s\n", e.what());
+    return 1;
+  }
+}
+
+}  // namespace quillet::cli
+
+int main(int argc, char** argv) { return quillet::cli::Main(argc, argv); }

@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# Builds Quillet and runs the whole test suite twice: a normal build, then an AddressSanitizer +
+# UndefinedBehaviorSanitizer build in which any sanitizer report fails the run. In between, each
+# fuzz target runs for a few seconds (FUZZ_SECONDS, default 5; 0 skips it).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/install-deps.sh
+jobs=$(nproc 2>/dev/null || echo 2)
+
+echo "== normal build" >&2
+scripts/build.sh build -DCMAKE_BUILD_TYPE=RelWithDebInfo
+ctest --test-dir build --output-on-failure -j "$jobs"
+
+if [ "${FUZZ_SECONDS:-5}" != "0" ]; then
+  echo "== fuzz smoke run" >&2
+  for t in $(scripts/fuzz.sh --list); do
+    scripts/fuzz.sh "$t" "${FUZZ_SECONDS:-5}"
+  done
+fi
+
+echo "== sanitizer build" >&2
+scripts/build.sh build-asan -DCMAKE_BUILD_TYPE=Debug -DQUILLET_SANITIZE=ON
+export ASAN_OPTIONS=detect_leaks=1:halt_on_error=1:abort_on_error=0:detect_stack_use_after_return=1
+export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
+ctest --test-dir build-asan --output-on-failure -j "$jobs"
