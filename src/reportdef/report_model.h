@@ -1,0 +1,266 @@
+// The in-memory report definition: a page that owns its bands, bands that own their elements,
+// the enumerations with their file spellings, colour text, and the two layout helpers shared by
+// table drawing and image drawing. It holds no state of a report run and no data.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <nlohmann/json_fwd.hpp>
+
+namespace quillet {
+
+// 32-bit ARGB, alpha in the top byte: 0xFF000000 is opaque black, alpha 0 means "no colour".
+using TAlphaColor = uint32_t;
+
+// The stored value of every enumeration is its ordinal, so the order below is part of the model.
+enum TRptElemType : int32_t {
+  retLabel,
+  retEdit,
+  retRectangle,
+  retRoundRect,
+  retEllipse,
+  retCircle,
+  retLine,
+  retCheckBox,
+  retRadioButton,
+  retMemo,
+  retImage,
+  retBarcode,
+  retQRCode,
+  retTable,
+  retSubreport
+};
+
+enum TRptHorzAlign : int32_t { rhaLeft, rhaCenter, rhaRight };
+
+enum TRptVertAlign : int32_t { rvaTop, rvaCenter, rvaBottom };
+
+enum TRptImageScale : int32_t { risStretch, risFit, risCenter, risTile };
+
+enum TBandType : int32_t {
+  btTitle,
+  btPageHeader,
+  btMasterData,
+  btDetailData,
+  btSubdetailData,
+  btPageFooter,
+  btSummary,
+  btPageBody,
+  btGroupHeader,
+  btGroupFooter
+};
+
+// File spellings, indexed by ordinal.
+inline constexpr std::array<std::string_view, 15> ElemTypeNames = {
+    "Label", "Edit",  "Rectangle", "RoundRect", "Ellipse", "Circle", "Line",     "CheckBox",
+    "RadioButton", "Memo", "Image", "Barcode",   "QRCode",  "Table",  "Subreport"};
+
+inline constexpr std::array<std::string_view, 10> BandTypeNames = {
+    "Title",   "PageHeader", "MasterData", "DetailData",  "SubdetailData",
+    "PageFooter", "Summary", "PageBody",   "GroupHeader", "GroupFooter"};
+
+// Captions for user interfaces, indexed by ordinal.
+inline constexpr std::array<std::string_view, 10> BandTypeLabels = {
+    "Title",       "Page Header", "Master Data", "Detail Data",  "Sub-detail Data",
+    "Page Footer", "Summary",     "Page Body",   "Group Header", "Group Footer"};
+
+// Conversions between enumerations and their spellings. Case-sensitive; an unknown spelling or
+// an out-of-range value never fails but gives the fixed fall-back.
+TRptElemType ElemTypeFromStr(std::string_view S);      // fall-back retLabel
+TBandType BandTypeFromStr(std::string_view S);         // fall-back btMasterData
+std::string HorzAlignToStr(TRptHorzAlign A);           // fall-back "Left"
+TRptHorzAlign StrToHorzAlign(std::string_view S);      // fall-back rhaLeft
+std::string VertAlignToStr(TRptVertAlign A);           // fall-back "Top"
+TRptVertAlign StrToVertAlign(std::string_view S);      // fall-back rvaTop (not rvaCenter)
+std::string ImageScaleToStr(TRptImageScale S);         // fall-back "Stretch"
+TRptImageScale StrToImageScale(std::string_view S);    // fall-back risStretch
+// "BoldItalic", "Bold", "Italic" or "Normal".
+std::string BuildFontStyle(bool Bold, bool Italic);
+
+// "#AARRGGBB" in upper case.
+std::string AlphaColorToHex(TAlphaColor Color);
+// Reads "#AARRGGBB" or "#RRGGBB" (made opaque); the "#" is optional. Any other length is read as
+// a plain hexadecimal number and its low 32 bits are kept ("#ABC" is 0x00000ABC). Text that is
+// empty, holds a non-hexadecimal character or overflows 64 bits gives 0.
+TAlphaColor HexToAlphaColor(std::string_view S);
+
+// Per-cell style override of a table. The default value (all zero) means "use the table's look".
+struct TCellStyle {
+  bool HasStyle = false;
+  bool Bold = false;
+  bool Italic = false;
+  TAlphaColor TextColor = 0;
+  TAlphaColor Fill = 0;
+  TRptHorzAlign HAlign = rhaLeft;
+
+  bool operator==(const TCellStyle&) const = default;
+};
+
+// A float rectangle given by its edges, y growing downwards.
+struct TRectF {
+  float Left = 0;
+  float Top = 0;
+  float Right = 0;
+  float Bottom = 0;
+
+  float Width() const { return Right - Left; }
+  float Height() const { return Bottom - Top; }
+  bool operator==(const TRectF&) const = default;
+};
+
+// Splits Total into Count track sizes (table columns or rows). When Weights has exactly Count
+// entries and the positive ones sum to more than 0, each positive weight gets its share of Total
+// and every weight <= 0 hides its track (size 0); otherwise all tracks are equal. Count < 1 gives
+// an empty result.
+void ComputeTrackSizes(int32_t Count, std::span<const float> Weights, float Total,
+                       std::vector<float>& Sizes);
+
+// Places an ImageWidth x ImageHeight pixel image into Box. DstRect is where it is drawn (always
+// inside Box), SrcRect the part of the image shown there, in pixels. Both are the empty rectangle
+// when the image or the box has no area, or when nothing of the image falls inside the box.
+void ComputeImagePlacement(const TRectF& Box, int32_t ImageWidth, int32_t ImageHeight,
+                           TRptImageScale Scale, TRectF& SrcRect, TRectF& DstRect);
+
+class TReportElement {
+ public:
+  TRptElemType ElemType = retLabel;
+  std::string Name;
+  float Left = 10;
+  float Top = 10;
+  float Width = 150;
+  float Height = 25;
+  std::string Text;
+  std::string DataField;
+  std::string ImageFile;
+  TRptImageScale ImageScale = risStretch;
+  bool WordWrap = false;
+  std::string FontName = "Segoe UI";
+  float FontSize = 10;
+  bool FontBold = false;
+  bool FontItalic = false;
+  TAlphaColor TextColor = 0xFF000000;
+  TAlphaColor BackColor = 0x00000000;
+  TAlphaColor BorderColor = 0xFF000000;
+  TAlphaColor StrokeColor = 0xFF000000;
+  TAlphaColor FillColor = 0x00000000;
+  TRptHorzAlign HorzAlign = rhaLeft;
+  TRptVertAlign VertAlign = rvaCenter;
+  float BorderWidth = 1;
+  float StrokeWidth = 1;
+  float CornerX = 5;
+  float CornerY = 5;
+  bool Checked = false;
+  // A fresh line runs horizontally along the top of the default box.
+  float X2 = 10 + 150;
+  float Y2 = 10;
+  bool BorderTop = true;
+  bool BorderRight = true;
+  bool BorderBottom = true;
+  bool BorderLeft = true;
+  int32_t Rows = 3;
+  int32_t Cols = 3;
+  std::vector<std::string> CellTexts;  // flat, row by row
+  bool HeaderRow = false;
+  TAlphaColor HeaderFill = 0xFFE0E0E0;
+  bool HeaderBold = true;
+  TAlphaColor HeaderTextColor = 0xFF000000;
+  std::vector<float> ColWidths;   // weights for ComputeTrackSizes
+  std::vector<float> RowHeights;  // weights for ComputeTrackSizes
+  std::vector<TCellStyle> CellStyles;  // parallel to CellTexts
+  std::vector<std::string> ColFields;  // data-field binding per column of a data table
+  std::string SubReportFile;
+  bool SubReportFlow = false;
+  bool ShowBarcodeText = true;
+
+  bool operator==(const TReportElement&) const = default;
+
+  // A deep copy placed 10 units right of and below this element (a line's end point moves
+  // along), named Name + "_copy".
+  std::unique_ptr<TReportElement> Clone() const;
+
+  // Adds this element's members to Obj, leaving out the ones a reader would default anyway.
+  void SaveToJSON(nlohmann::ordered_json& Obj) const;
+  // Builds an element from an element object. Wrongly typed members fall back to defaults;
+  // an object that is not an object, or an array member that is not an array, raises EQuilletError.
+  static std::unique_ptr<TReportElement> LoadFromJSON(const nlohmann::json& Obj);
+  static std::unique_ptr<TReportElement> LoadFromJSON(const nlohmann::ordered_json& Obj);
+};
+
+class TReportBand {
+ public:
+  TReportBand() = default;
+  TReportBand(const TReportBand&) = delete;
+  TReportBand& operator=(const TReportBand&) = delete;
+  TReportBand(TReportBand&&) = default;
+  TReportBand& operator=(TReportBand&&) = default;
+
+  std::vector<std::unique_ptr<TReportElement>> Elements;  // in definition order, owned
+  TBandType BandType = btMasterData;
+  float Height = 60;
+  bool AutoGrow = false;
+  std::string DataSourceName;
+  std::string GroupCondition;
+  bool PrintOnFirstPage = true;
+  bool PrintOnOddPages = true;
+  bool PrintOnEvenPages = true;
+
+  void SaveToJSON(nlohmann::ordered_json& Obj) const;
+  static std::unique_ptr<TReportBand> LoadFromJSON(const nlohmann::json& Obj);
+  static std::unique_ptr<TReportBand> LoadFromJSON(const nlohmann::ordered_json& Obj);
+};
+
+class TReportPage {
+ public:
+  TReportPage() = default;
+  TReportPage(const TReportPage&) = delete;
+  TReportPage& operator=(const TReportPage&) = delete;
+  TReportPage(TReportPage&&) = default;
+  TReportPage& operator=(TReportPage&&) = default;
+
+  std::vector<std::unique_ptr<TReportBand>> Bands;  // in definition order, owned
+  std::vector<std::string> VisibleDataSources;      // offered to the designer
+  // Data-source schema: name -> field names. Sorted by name so a report always saves the same.
+  std::map<std::string, std::vector<std::string>> DataSources;
+  int32_t PageWidth = 595;
+  int32_t PageHeight = 842;
+  float MarginTop = 20;
+  float MarginBottom = 20;
+  float MarginLeft = 20;
+  float MarginRight = 20;
+  int32_t StartPageNumber = 1;
+  bool ResetPageNumber = true;
+  int32_t GridSize = 10;
+  std::string PrinterName;
+  std::string PdfTitle;
+  std::string PdfAuthor;
+  std::string PdfSubject;
+  std::string PdfKeywords;
+  std::string PdfCreator;
+
+  // Empties bands, data sources and document information. Page geometry, numbering, grid and
+  // printer stay: a reload keeps what the file does not mention.
+  void Clear();
+
+  float GetMargin() const { return MarginTop; }
+  void SetMargin(float Value);
+
+  // The report file text: JSON indented by 2, without byte-order mark.
+  std::string SaveToString() const;
+  // Replaces the content of the page with the report in S. Text that is not a JSON object raises
+  // EQuilletError("Invalid report data") and leaves the page untouched; a later failure raises
+  // EQuilletError and may leave the page partly loaded.
+  void LoadFromString(std::string_view S);
+  // UTF-8 with a byte-order mark, written atomically.
+  void SaveToFile(const std::string& FileName) const;
+  // Reads a file written by SaveToFile (the byte-order mark is optional). Errors carry FileName.
+  void LoadFromFile(const std::string& FileName);
+};
+
+}  // namespace quillet
