@@ -1,0 +1,10 @@
+#include "expr/format_settings.h"
+
+namespace quillet {
+
+TFormatSettings& FormatSettings() {
+  static TFormatSettings settings;
+  return settings;
+}
+
+}  // namespace quillet
