@@ -188,7 +188,7 @@ class TReportElement {
   // Adds this element's members to Obj, leaving out the ones a reader would default anyway.
   void SaveToJSON(nlohmann::ordered_json& Obj) const;
   // Builds an element from an element object. Wrongly typed members fall back to defaults;
-  // an object that is not an object, or an array member that is not an array, raises EQuilletError.
+  // a value that is not an object, or an array member that is not an array, raises EQuilletError.
   static std::unique_ptr<TReportElement> LoadFromJSON(const nlohmann::json& Obj);
   static std::unique_ptr<TReportElement> LoadFromJSON(const nlohmann::ordered_json& Obj);
 };
