@@ -43,7 +43,7 @@ std::string FormatDecimals(double Value, int MaxDecimals) {
     while (!s.empty() && s.back() == '0') s.pop_back();
     if (!s.empty() && s.back() == '.') s.pop_back();
   }
-  if (s == "-0") s = "0";
+  if (s == "-0") return "0";
   return s;
 }
 
@@ -54,8 +54,10 @@ bool ParseDouble(std::string_view Text, double& Value) {
   if (b == e) return false;
   const char* first = Text.data() + b;
   const char* last = Text.data() + e;
-  if (*first == '+') ++first;
-  if (first == last) return false;
+  if (*first == '+') {
+    ++first;
+    if (first == last || *first == '-') return false;
+  }
   // Only plain decimal numbers: no "inf", "nan" or hexadecimal forms.
   const char c0 = (*first == '-' && first + 1 < last) ? first[1] : *first;
   if (!((c0 >= '0' && c0 <= '9') || c0 == '.')) return false;

@@ -103,7 +103,7 @@ std::string DescribeReport(const TReportPage& P) {
   Line(out, "Bands: " + std::to_string(P.Bands.size()));
   int n = 0;
   for (const auto& band : P.Bands) {
-    std::string b = "  " + std::to_string(++n) + ". " + BandTypeNames[static_cast<int>(band->BandType)] +
+    std::string b = "  " + std::to_string(++n) + ". " + std::string(BandTypeNames[static_cast<int>(band->BandType)]) +
                     " height " + Num(band->Height);
     if (!band->DataSourceName.empty()) b += " data source " + Quoted(band->DataSourceName);
     if (!band->GroupCondition.empty()) b += " group condition " + Quoted(band->GroupCondition);

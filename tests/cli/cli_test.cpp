@@ -31,7 +31,7 @@ std::string ReadAll(int Fd) {
 }
 
 // Runs the program with Args (no shell in between), stderr into a temporary file.
-TRun Run(const std::vector<std::string>& Args) {
+TRun RunQuillet(const std::vector<std::string>& Args) {
   std::vector<char*> argv;
   std::string prog = QUILLET_CLI_PATH;
   argv.push_back(prog.data());
@@ -86,7 +86,7 @@ TEST(Cli, EvalPrintsValuesAndTemplates) {
       {{"eval", "UPPER('straße ş')"}, "STRA\xC3\x9F" "E \xC5\x9E\n"},  // one-to-one mapping keeps ß
   };
   for (const auto& c : cases) {
-    const TRun r = Run(c.Args);
+    const TRun r = RunQuillet(c.Args);
     EXPECT_EQ(r.Status, 0) << c.Args.back() << r.Err;
     EXPECT_EQ(r.Out, c.Out) << c.Args.back();
     EXPECT_EQ(r.Err, "") << c.Args.back();
@@ -94,7 +94,7 @@ TEST(Cli, EvalPrintsValuesAndTemplates) {
 }
 
 TEST(Cli, DeepNestingEndsWithAResultNotACrash) {
-  const TRun r = Run({"eval", std::string(100000, '(') + "1"});
+  const TRun r = RunQuillet({"eval", std::string(100000, '(') + "1"});
   EXPECT_EQ(r.Status, 0) << r.Err;
   EXPECT_FALSE(r.Out.empty());
 }
@@ -104,15 +104,15 @@ TEST(Cli, UsageErrorsExitWithTwo) {
       {}, {"frobnicate"}, {"eval"}, {"eval", "--text"}, {"eval", "1", "2"}, {"eval", "--var", "novalue", "1"},
       {"eval", "--bogus", "1"}, {"check"}, {"check", "a.qdr", "b.qdr"}};
   for (const auto& args : cases) {
-    const TRun r = Run(args);
+    const TRun r = RunQuillet(args);
     EXPECT_EQ(r.Status, 2) << (args.empty() ? "" : args[0]);
     EXPECT_EQ(r.Out, "");
     EXPECT_NE(r.Err.find("--help"), std::string::npos);
   }
-  const TRun help = Run({"--help"});
+  const TRun help = RunQuillet({"--help"});
   EXPECT_EQ(help.Status, 0);
   EXPECT_NE(help.Out.find("eval EXPR"), std::string::npos);
-  const TRun version = Run({"--version"});
+  const TRun version = RunQuillet({"--version"});
   EXPECT_EQ(version.Status, 0);
   EXPECT_EQ(version.Out.rfind("quillet ", 0), 0u);
 }
@@ -125,14 +125,14 @@ TEST(Cli, CheckFailuresNameTheFileOnOneLine) {
   std::ofstream(dir / "badband.qdr") << "{\"version\": \"2.0\", \"bands\": [42]}";
   for (const char* name : {"broken.qdr", "array.qdr", "badband.qdr", "missing.qdr"}) {
     const std::string file = (dir / name).string();
-    const TRun r = Run({"check", file});
+    const TRun r = RunQuillet({"check", file});
     EXPECT_EQ(r.Status, 1) << name;
     EXPECT_EQ(r.Out, "") << name;
     EXPECT_NE(r.Err.find(file), std::string::npos) << r.Err;
     EXPECT_EQ(std::count(r.Err.begin(), r.Err.end(), '\n'), 1) << r.Err;
   }
   for (const char* name : {"broken.qdr", "array.qdr"}) {
-    EXPECT_NE(Run({"check", (dir / name).string()}).Err.find("Invalid report data"), std::string::npos);
+    EXPECT_NE(RunQuillet({"check", (dir / name).string()}).Err.find("Invalid report data"), std::string::npos);
   }
   fs::remove_all(dir);
 }
@@ -147,7 +147,7 @@ TEST(Cli, CheckListsTheExampleReports) {
   for (const auto& e : fs::directory_iterator(examples)) {
     if (e.path().extension() != ".qdr") continue;
     ++seen;
-    const TRun r = Run({"check", e.path().string()});
+    const TRun r = RunQuillet({"check", e.path().string()});
     EXPECT_EQ(r.Status, 0) << e.path() << r.Err;
     const fs::path want = expected / (e.path().stem().string() + ".txt");
     ASSERT_TRUE(fs::exists(want)) << "no expected listing for " << e.path();
