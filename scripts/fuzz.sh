@@ -20,4 +20,4 @@ mkdir -p "fuzz/work/$t" fuzz/work/artifacts
   echo "fuzz.sh: $t found a failure (see fuzz/work/artifacts)" >&2
   exit 1
 }
-echo "fuzz: $t ran ${secs}s: $(grep -oE '#[0-9]+ +DONE.*' "fuzz/work/$t.log" | tail -n1)" >&2
+echo "fuzz: $t ran ${secs}s: $(grep -E '^Done [0-9]+ runs' "fuzz/work/$t.log" | tail -n1)" >&2
