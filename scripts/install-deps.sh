@@ -7,9 +7,10 @@ packages=(
   # build
   build-essential cmake ninja-build pkg-config git
   # libraries
-  nlohmann-json3-dev
-  # tests, sanitizers and fuzzing
-  libgtest-dev clang-14 libclang-rt-14-dev
+  nlohmann-json3-dev libdeflate-dev zlib1g-dev libpng-dev libjpeg62-turbo-dev libfontconfig-dev
+  # tests, sanitizers and fuzzing; fonts and PDF tools the tests check output with
+  libgtest-dev clang-14 libclang-rt-14-dev libfreetype-dev qpdf poppler-utils
+  fonts-dejavu-core fonts-liberation2 fonts-texgyre
 )
 
 missing=()
