@@ -29,21 +29,79 @@ std::string Shortest(T Value) {
 std::string FloatToShortest(float Value) { return Shortest(Value); }
 std::string DoubleToShortest(double Value) { return Shortest(Value); }
 
-std::string FormatDecimals(double Value, int MaxDecimals) {
-  if (!std::isfinite(Value)) return "0";
-  if (MaxDecimals < 0) MaxDecimals = 0;
-  if (MaxDecimals > 17) MaxDecimals = 17;
-  char buf[400];
-  // to_chars in fixed form gives the correctly rounded decimal expansion (ties to even on the
-  // binary value); that is what a reader of the number expects.
-  auto r = std::to_chars(buf, buf + sizeof buf, Value, std::chars_format::fixed, MaxDecimals);
-  if (r.ec != std::errc()) return "0";
-  std::string s(buf, r.ptr);
-  if (s.find('.') != std::string::npos) {
-    while (!s.empty() && s.back() == '0') s.pop_back();
-    if (!s.empty() && s.back() == '.') s.pop_back();
+void AppendDecimals(std::string& Out, double Value, int MaxDecimals) {
+  if (!std::isfinite(Value) || Value == 0) {
+    Out += '0';
+    return;
   }
-  if (s == "-0") return "0";
+  if (MaxDecimals < 0) MaxDecimals = 0;
+  if (MaxDecimals > 15) MaxDecimals = 15;
+  // Round the 15-significant-digit decimal form half away from zero, as a desktop number
+  // formatter does: 2.675 gives 2.68 and 0.0625 gives 0.063, although the binary values lie
+  // just below or exactly on the half.
+  constexpr int kDigits = 15;
+  char buf[40];
+  auto r = std::to_chars(buf, buf + sizeof buf, std::fabs(Value), std::chars_format::scientific, kDigits - 1);
+  if (r.ec != std::errc()) {
+    Out += '0';
+    return;
+  }
+  char digits[kDigits + 1];
+  digits[0] = '0';  // room for a carry out of the first digit
+  int n = 0;
+  const char* p = buf;
+  for (; p < r.ptr && *p != 'e'; ++p)
+    if (*p != '.') digits[1 + n++] = *p;
+  int exp10 = 0;
+  std::from_chars(p + 1 + (p[1] == '+'), r.ptr, exp10);
+  // digits[1] stands for 10^exp10; keep the places down to 10^-MaxDecimals.
+  int keep = exp10 + MaxDecimals + 1;
+  if (keep < 0) {
+    Out += '0';
+    return;
+  }
+  if (keep < n) {
+    const bool up = digits[1 + keep] >= '5';
+    n = keep;
+    if (up) {
+      int i = n;
+      while (i >= 1 && digits[i] == '9') digits[i--] = '0';
+      if (i >= 1) {
+        ++digits[i];
+      } else {
+        digits[0] = '1';  // carry: one more leading digit
+      }
+    }
+  }
+  const char* d = digits + 1;
+  if (digits[0] == '1') {
+    d = digits;
+    ++n;
+    ++exp10;
+  }
+  // Drop trailing zero digits below the units place.
+  while (n > 0 && d[n - 1] == '0' && exp10 - (n - 1) < 0) --n;
+  if (n == 0 || (n == 1 && d[0] == '0')) {
+    Out += '0';
+    return;
+  }
+  if (Value < 0) Out += '-';
+  if (exp10 < 0) {
+    Out += "0.";
+    Out.append(static_cast<size_t>(-exp10 - 1), '0');
+    Out.append(d, static_cast<size_t>(n));
+    return;
+  }
+  for (int place = exp10, i = 0; place >= 0; --place, ++i) Out += i < n ? d[i] : '0';
+  if (n > exp10 + 1) {
+    Out += '.';
+    Out.append(d + exp10 + 1, static_cast<size_t>(n - exp10 - 1));
+  }
+}
+
+std::string FormatDecimals(double Value, int MaxDecimals) {
+  std::string s;
+  AppendDecimals(s, Value, MaxDecimals);
   return s;
 }
 

@@ -51,8 +51,25 @@ TEST(NumberText, FormatDecimalsIsThePointPattern) {
     const char* Text;
   } cases[] = {{0, 3, "0"},           {1.5, 3, "1.5"},        {1.23456, 3, "1.235"}, {-0.0004, 3, "0"},
                {-1.2, 3, "-1.2"},     {595.2756, 2, "595.28"}, {100, 3, "100"},      {1e20, 3, "100000000000000000000"},
-               {0.0005, 3, "0.001"},  {2.675, 2, "2.67"},      {12.5, 0, "12"},      {13.5, 0, "14"}};
+               {0.0005, 3, "0.001"},  {2.675, 2, "2.68"},      {12.5, 0, "13"},      {13.5, 0, "14"},
+               {-2.5, 0, "-3"},       {0.0625, 3, "0.063"},    {9.9996, 3, "10"},    {999.9999, 3, "1000"},
+               {0.00049, 3, "0"},     {-0.0005, 3, "-0.001"},  {128.0 / 255, 3, "0.502"}, {1e-300, 3, "0"},
+               {123456.7891, 3, "123456.789"}, {0.1 + 0.2, 3, "0.3"}, {5e-324, 3, "0"}, {0.5, 0, "1"},
+               {0.4, 0, "0"}};
   for (const auto& c : cases) EXPECT_EQ(FormatDecimals(c.Value, c.Decimals), c.Text) << c.Value;
+  EXPECT_EQ(FormatDecimals(1.7976931348623157e308, 3), "179769313486232" + std::string(294, '0'));
+
+  // Against an independent reading: the text parses back to within half a unit of the last place.
+  std::mt19937 rng(7);
+  std::uniform_real_distribution<double> dist(-1e6, 1e6);
+  for (int i = 0; i < 20000; ++i) {
+    const double v = dist(rng);
+    const std::string s = FormatDecimals(v, 3);
+    double back = 0;
+    ASSERT_TRUE(ParseDouble(s, back)) << s;
+    ASSERT_LE(std::fabs(back - v), 0.0005 + 1e-9) << v << " " << s;
+    ASSERT_EQ(s.find('e'), std::string::npos);
+  }
 }
 
 TEST(NumberText, ParseDoubleAcceptsOnlyPlainDecimals) {
