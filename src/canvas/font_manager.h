@@ -1,0 +1,85 @@
+// Fonts of one PDF document: one TPDFFont per family and style, found on the machine, named /F0,
+// /F1, ... in order of first use, and written into the file at the end as Type0 fonts with an
+// Identity-H encoding, an embedded (subset) font program and a ToUnicode map.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "canvas/pdf_font.h"
+
+namespace quillet {
+
+class TPDFVectorWriter;
+
+// The bytes of a font file through a process-wide cache: each file is read once per process
+// however many documents use it (read again only when its size or time stamp changed).
+// Thread-safe. A file that cannot be read raises EQuilletError naming it.
+TFontBytes LoadFontFileBytes(const std::string& FileName);
+
+// The font file for a family and style, or "" when none is found. First hit wins:
+//  1. the faces in the application font folders FontDirs (searched in their order, with their
+//     sub-folders) whose family equals Name, ignoring case and spaces: score 10, +5 when the
+//     boldness matches, +5 when the slant matches; among equal scores the face whose weight is
+//     nearest the requested one and whose width is normal, then the first in folder and file order;
+//  2. the system's fonts: fontconfig's best match for Name and the style, taken only when its
+//     family equals Name;
+//  3. Name + "-BoldItalic"/"-Bold"/"-Italic" + ".otf", then Name + ".otf", in each FontDirs folder;
+//  4. "arial.ttf" in each FontDirs folder.
+// Only files this engine can embed (.ttf, .otf) are considered in steps 1 and 2.
+std::string ResolveFontFile(const std::string& Name, bool Bold, bool Italic,
+                            const std::vector<std::string>& FontDirs = {});
+
+// Whatever embeddable face fontconfig offers for Name, of any family (for "Arial" a metric-compatible
+// stand-in, else the default sans face); "" when there is none.
+std::string ResolveSubstituteFontFile(const std::string& Name);
+
+struct TPDFFontEntry {
+  std::unique_ptr<TPDFFont> Font;
+  std::string ResName;  // "/F0", "/F1", ...
+  int32_t ObjNum = 0;   // reserved for the Type0 font dictionary
+};
+
+class TPDFFontManager {
+ public:
+  // The writer is not owned and must outlive the manager.
+  explicit TPDFFontManager(TPDFVectorWriter& AWriter) : FWriter(AWriter) {}
+  TPDFFontManager(const TPDFFontManager&) = delete;
+  TPDFFontManager& operator=(const TPDFFontManager&) = delete;
+
+  // Lower-cased family, "|", then bold and italic as -1 (true) or 0: "Arial" bold -> "arial|-10".
+  static std::string KeyOf(const std::string& Name, bool Bold, bool Italic);
+
+  // The font for a family and style, loaded on first use. A family that cannot be found or read
+  // becomes Arial (or, where Arial is not installed, the face fontconfig offers for it) under
+  // its own key, and a warning is recorded. Raises EQuilletError only when no fallback font
+  // can be found at all, or when the fallback itself cannot be read.
+  TPDFFont& GetFont(const std::string& Name, bool Bold, bool Italic, std::string& ResName, int32_t& ObjNum);
+
+  // Writes every font once, in key order; later calls do nothing.
+  void EmitAll();
+
+  // Application font folders searched before the system's fonts (the engine's font folders and
+  // the program's --fonts DIR options). Set them before the first GetFont.
+  const std::vector<std::string>& FontDirs() const { return FFontDirs; }
+  void SetFontDirs(std::vector<std::string> Dirs) { FFontDirs = std::move(Dirs); }
+
+  // Fonts that were substituted, at most kMaxWarnings of them.
+  const std::vector<std::string>& Warnings() const { return FWarnings; }
+  static constexpr size_t kMaxWarnings = 100;
+
+  const std::map<std::string, TPDFFontEntry>& Entries() const { return FEntries; }
+
+ private:
+  TPDFVectorWriter& FWriter;
+  std::map<std::string, TPDFFontEntry> FEntries;
+  int32_t FCounter = 0;
+  bool FEmitted = false;
+  std::vector<std::string> FFontDirs;
+  std::vector<std::string> FWarnings;
+};
+
+}  // namespace quillet
