@@ -150,6 +150,11 @@ std::vector<TFace> FolderFaces(const std::string& Dir) {
   }
   std::vector<TFace> faces;
   if (FcConfig* config = FcConfigCreate()) {
+    // The user's font cache folder, as every fontconfig program has: a configuration without
+    // one rescans the folder each time and complains on stderr that it cannot keep the result.
+    FcConfigParseAndLoadFromMemory(
+        config, reinterpret_cast<const FcChar8*>("<fontconfig><cachedir prefix=\"xdg\">fontconfig</cachedir></fontconfig>"),
+        FcFalse);
     if (FcConfigAppFontAddDir(config, reinterpret_cast<const FcChar8*>(Dir.c_str()))) {
       if (FcFontSet* set = FcConfigGetFonts(config, FcSetApplication)) {
         for (int i = 0; i < set->nfont; ++i) {
