@@ -1,12 +1,12 @@
 #include "canvas/font_manager.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <mutex>
-#include <sys/stat.h>
 #include <tuple>
 #include <unordered_map>
 
@@ -20,6 +20,7 @@
 #include <windows.h>
 #else
 #include <fontconfig/fontconfig.h>
+#include <sys/stat.h>
 #endif
 
 namespace quillet {
@@ -44,14 +45,14 @@ std::unordered_map<std::string, TCachedFile>& FontCache() {
 }
 
 bool FileStamp(const std::string& FileName, int64_t& Size, int64_t& MTimeNs) {
-  struct stat st {};
-  if (::stat(FileName.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return false;
-  Size = st.st_size;
-#ifdef _WIN32
-  MTimeNs = int64_t{st.st_mtime} * 1000000000;
-#else
-  MTimeNs = int64_t{st.st_mtim.tv_sec} * 1000000000 + st.st_mtim.tv_nsec;
-#endif
+  std::error_code ec;
+  if (!fs::is_regular_file(FileName, ec)) return false;
+  const auto size = fs::file_size(FileName, ec);
+  if (ec) return false;
+  const auto time = fs::last_write_time(FileName, ec);
+  if (ec) return false;
+  Size = static_cast<int64_t>(size);
+  MTimeNs = std::chrono::duration_cast<std::chrono::nanoseconds>(time.time_since_epoch()).count();
   return true;
 }
 

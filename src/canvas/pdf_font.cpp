@@ -137,7 +137,11 @@ std::unique_ptr<TPDFFont> TPDFFont::LoadFromFile(const std::string& FileName, co
                                                  bool Bold, bool Italic) {
   TFontBytes bytes = LoadFontFileBytes(FileName);
   const std::string name = BaseFont.empty() ? std::filesystem::path(FileName).stem().string() : BaseFont;
-  return std::make_unique<TPDFFont>(std::move(bytes), name, Bold, Italic);
+  try {
+    return std::make_unique<TPDFFont>(std::move(bytes), name, Bold, Italic);
+  } catch (const EQuilletError& e) {
+    throw EQuilletError(e.what(), FileName, e.Offset());  // the message stays; the file travels beside it
+  }
 }
 
 std::unique_ptr<TPDFFont> TPDFFont::LoadFromBytes(std::vector<uint8_t> Data, const std::string& BaseFont,
