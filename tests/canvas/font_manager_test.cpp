@@ -147,26 +147,38 @@ struct TPdfObjects {
   std::map<int, std::string> Stream;  // object number -> inflated stream data
 };
 
+std::string Inflate(const std::string& Raw) {
+  for (size_t size = Raw.size() * 4 + 1024;; size *= 4) {
+    std::string out(size, '\0');
+    uLongf len = size;
+    const int rc = uncompress(reinterpret_cast<Bytef*>(out.data()), &len, reinterpret_cast<const Bytef*>(Raw.data()), Raw.size());
+    if (rc == Z_OK) return out.substr(0, len);
+    if (rc != Z_BUF_ERROR) return "(bad flate data)";
+  }
+}
+
+// Objects in file order; stream data is cut by its /Length, so binary data is never searched.
 TPdfObjects ParsePdf(const std::string& Pdf) {
   TPdfObjects out;
   const std::regex objRe(R"((\d+) 0 obj\n)");
-  for (auto it = std::sregex_iterator(Pdf.begin(), Pdf.end(), objRe); it != std::sregex_iterator(); ++it) {
-    const int n = std::stoi((*it)[1]);
-    const size_t body = it->position() + it->length();
-    const size_t end = Pdf.find("endobj", body);
-    std::string text = Pdf.substr(body, end - body);
-    const size_t s = text.find("stream\n");
-    if (s != std::string::npos && text.rfind(">>", s) != std::string::npos) {
-      const size_t e = text.rfind("\nendstream");
-      std::string raw = text.substr(s + 7, e - s - 7);
-      text.resize(s);
-      std::string inflated(raw.size() * 20 + 1024, '\0');
-      uLongf len = inflated.size();
-      if (text.find("/FlateDecode") != std::string::npos &&
-          uncompress(reinterpret_cast<Bytef*>(inflated.data()), &len, reinterpret_cast<const Bytef*>(raw.data()), raw.size()) == Z_OK)
-        out.Stream[n] = inflated.substr(0, len);
+  const std::regex lengthRe(R"(/Length (\d+) >>\nstream\n$)");
+  std::smatch m;
+  for (auto from = Pdf.cbegin(); std::regex_search(from, Pdf.cend(), m, objRe);) {
+    const int n = std::stoi(m[1]);
+    const size_t body = static_cast<size_t>(m[0].second - Pdf.cbegin());
+    const size_t line = Pdf.find('\n', body);
+    std::string dict = Pdf.substr(body, line - body);
+    size_t next = line + 1;
+    std::smatch lm;
+    const std::string head = Pdf.substr(body, line + 8 - body);
+    if (std::regex_search(head, lm, lengthRe)) {
+      const size_t len = std::stoul(lm[1]);
+      const std::string raw = Pdf.substr(line + 8, len);
+      out.Stream[n] = dict.find("/FlateDecode") != std::string::npos ? Inflate(raw) : raw;
+      next = line + 8 + len;
     }
-    out.Dict[n] = text;
+    out.Dict[n] = dict;
+    from = Pdf.cbegin() + static_cast<std::ptrdiff_t>(next);
   }
   return out;
 }
@@ -233,9 +245,9 @@ TEST(FontManager, WritesEmbeddedFontsThatReadersAccept) {
   const std::string out = (dir.Path / "fonts.pdf").string();
   std::string page = "BT 72 720 Td ";
   std::map<std::string, TPDFFont*> byRes;
+  TPDFVectorWriter writer(out);
+  TPDFFontManager fonts(writer);  // keeps the fonts alive for the checks below
   {
-    TPDFVectorWriter writer(out);
-    TPDFFontManager fonts(writer);
     fonts.SetFontDirs({kGyreDir});
     std::string resources = "<< /Font <<";
     auto show = [&](const std::string& Family, bool Bold, const std::string& Text) {
@@ -288,21 +300,21 @@ TEST(FontManager, WritesEmbeddedFontsThatReadersAccept) {
     std::string widths = "/W [";
     for (const uint16_t g : used) widths += std::to_string(g) + " [" + std::to_string(font->GidWidth1000(g)) + "] ";
     EXPECT_NE(cid.find(widths + "] >>"), std::string::npos) << cid;
-    EXPECT_EQ(Count(cmap, "> <"), static_cast<int>(used.size()));
+    EXPECT_EQ(Count(cmap, "> <") - 1, static_cast<int>(used.size()));  // less the code space range
 
     if (font->IsCFF()) {
       EXPECT_NE(cid.find("/Subtype /CIDFontType0 "), std::string::npos);
       EXPECT_EQ(cid.find("/CIDToGIDMap"), std::string::npos);
       const int file = deref(descriptor, "/FontFile3");
       EXPECT_NE(pdf.Dict.at(file).find("/Subtype /OpenType"), std::string::npos);
-      EXPECT_EQ(pdf.Stream.at(file), std::string(font->Data()->begin(), font->Data()->end()));
+      EXPECT_TRUE(pdf.Stream.at(file) == std::string(font->Data()->begin(), font->Data()->end()));
     } else {
       EXPECT_NE(cid.find("/Subtype /CIDFontType2 "), std::string::npos);
       EXPECT_NE(cid.find("/CIDToGIDMap /Identity"), std::string::npos);
       const int file = deref(descriptor, "/FontFile2");
       const std::vector<uint8_t> subset = font->BuildSubset();
       EXPECT_NE(pdf.Dict.at(file).find("/Length1 " + std::to_string(subset.size()) + " "), std::string::npos);
-      EXPECT_EQ(pdf.Stream.at(file), std::string(subset.begin(), subset.end()));
+      EXPECT_TRUE(pdf.Stream.at(file) == std::string(subset.begin(), subset.end()));
     }
     if (used.size() == 2) {
       EXPECT_NE(cmap.find("2 beginbfchar\n"), std::string::npos);
@@ -321,10 +333,10 @@ TEST(FontManager, WritesEmbeddedFontsThatReadersAccept) {
   EXPECT_NE(RunCommand("qpdf --check '" + out + "' 2>&1").find("No syntax or stream encoding errors"), std::string::npos);
   const std::string list = RunCommand("pdffonts '" + out + "' 2>&1");
   EXPECT_EQ(Count(list, "Identity-H"), 3) << list;
-  EXPECT_EQ(Count(list, "CID TrueType         Identity-H       yes yes yes"), 2) << list;
-  EXPECT_NE(list.find("TeXGyreHeros-Regular                 CID Type 0C (OT)     Identity-H       yes no  yes"),
-            std::string::npos)
-      << list;
+  for (const char* line : {"[A-Z]{6}\\+DejaVuSans +CID TrueType +Identity-H +yes yes yes",
+                           "[A-Z]{6}\\+DejaVuSans-Bold +CID TrueType +Identity-H +yes yes yes",
+                           "\nTeXGyreHeros-Regular +CID Type 0C \\(OT\\) +Identity-H +yes no +yes"})
+    EXPECT_TRUE(std::regex_search(list, std::regex(line))) << line << "\n" << list;
   const std::string text = RunCommand("pdftotext '" + out + "' - 2>&1");
   EXPECT_NE(text.find("AB"), std::string::npos) << text;
   EXPECT_NE(text.find("Quillet"), std::string::npos) << text;
