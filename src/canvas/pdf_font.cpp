@@ -243,22 +243,24 @@ uint32_t TPDFFont::CmapLookup(char32_t CodePoint) const {
       const uint64_t starts = ends + segX2 + 2;
       const uint64_t deltas = starts + segX2;
       const uint64_t ranges = deltas + segX2;
-      for (uint32_t i = 0; i + 1 < segX2; i += 2) {
-        if (!f.InRange(ends + i, 2)) {
-          // The rest of the end codes lie past the file and read as 0.
-          if (CodePoint != 0) return 0;
-        } else if (f.U16(ends + i) < CodePoint) {
-          continue;
-        }
-        const uint16_t start = f.U16Or0(starts + i);
-        if (CodePoint < start) return 0;
-        const uint16_t delta = f.U16Or0(deltas + i);
-        const uint16_t rangeOffset = f.U16Or0(ranges + i);
-        if (rangeOffset == 0) return (CodePoint + delta) & 0xFFFF;
-        const uint16_t g = f.U16Or0(ranges + i + rangeOffset + 2 * uint64_t{CodePoint - start});
-        return g == 0 ? 0 : (g + delta) & 0xFFFF;
+      // End codes beyond the file would read as 0 and could only ever match code point 0.
+      const uint64_t segCount = std::min<uint64_t>(segX2 / 2, f.Size() > ends ? (f.Size() - ends) / 2 : 0);
+      // The first segment whose end code is >= the code point; end codes ascend, so binary search.
+      uint64_t lo = 0, hi = segCount;
+      while (lo < hi) {
+        const uint64_t mid = lo + (hi - lo) / 2;
+        if (f.U16(ends + 2 * mid) < CodePoint) lo = mid + 1;
+        else hi = mid;
       }
-      return 0;
+      if (lo == segCount) return 0;
+      const uint64_t i = 2 * lo;
+      const uint16_t start = f.U16Or0(starts + i);
+      if (CodePoint < start) return 0;
+      const uint16_t delta = f.U16Or0(deltas + i);
+      const uint16_t rangeOffset = f.U16Or0(ranges + i);
+      if (rangeOffset == 0) return (CodePoint + delta) & 0xFFFF;
+      const uint16_t g = f.U16Or0(ranges + i + rangeOffset + 2 * uint64_t{CodePoint - start});
+      return g == 0 ? 0 : (g + delta) & 0xFFFF;
     }
     case 6: {
       const uint32_t first = f.U16Or0(sub + 6);

@@ -279,7 +279,8 @@ TEST(PDFFont, SubsetClosesCompositesAndWritesLongLoca) {
     font->TextWidth1000("ABC");
     const Bytes subset = font->BuildSubset();
     EXPECT_EQ(CheckSubset(subset, 10), (std::vector<unsigned>{0, 1, 2, 3, 5, 6, 7, 9})) << locFormat;
-    EXPECT_NE(std::search(subset.begin(), subset.end(), "fpgm", "fpgm" + 4), subset.end());
+    const std::string_view fpgm = "fpgm";
+    EXPECT_NE(std::search(subset.begin(), subset.end(), fpgm.begin(), fpgm.end()), subset.end());
   }
   auto cff = TPDFFont::LoadFromBytes(Sfnt(BasicTables(), 0x4F54544F), "", false, false);
   EXPECT_EQ(cff->BuildSubset(), *cff->Data());
