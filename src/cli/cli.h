@@ -19,6 +19,7 @@ using TArgs = std::vector<std::string>;
 // thrown: EUsageError for usage, anything else is a failure while running (status 1).
 int RunEval(const TArgs& Args);
 int RunCheck(const TArgs& Args);
+int RunSelfTest(const TArgs& Args);
 
 }  // namespace quillet::cli
 

@@ -18,6 +18,7 @@ const char* const kUsage =
     "                                          (\"(null)\" for null)\n"
     "  eval --text TEXT [--var NAME=VALUE]...  expand the [expression] placeholders of TEXT\n"
     "  check REPORT.qdr                        load a report and print its structure\n"
+    "  selftest DIR                            write the PDF self-test pages into DIR\n"
     "\n"
     "Options:\n"
     "  --help     show this help and exit\n"
@@ -57,6 +58,7 @@ int Main(int argc, char** argv) {
     }
     if (command == "eval") return RunEval(args);
     if (command == "check") return RunCheck(args);
+    if (command == "selftest") return RunSelfTest(args);
     throw EUsageError("unknown command \"" + command + "\"");
   } catch (const EUsageError& e) {
     std::fprintf(stderr, "quillet: %s\nTry 'quillet --help' for more information.\n", e.what());

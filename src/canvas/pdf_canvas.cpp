@@ -1,0 +1,412 @@
+#include "canvas/pdf_canvas.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "base/number_format.h"
+#include "canvas/image_codecs.h"
+
+namespace quillet {
+
+namespace {
+
+// Bezier constants for quarter ellipses: K = 4(sqrt 2 - 1)/3 and its complement.
+constexpr double kKappa = 0.5522847498307936;
+constexpr double kKappaComplement = 0.4477152501692064;
+
+// Vertical metrics of a font at a size, in points.
+struct TLineMetrics {
+  double Ascent;
+  double Height;
+};
+
+TLineMetrics MetricsOf(const TPDFFont& Font, double Size) {
+  return {Font.AscentScaled() / 1000.0 * Size, (Font.AscentScaled() - Font.DescentScaled()) / 1000.0 * Size};
+}
+
+}  // namespace
+
+TPdfRptCanvas::TPdfRptCanvas(const std::string& FileName)
+    : FOwnedWriter(std::make_unique<TPDFVectorWriter>(FileName)), FWriter(FOwnedWriter.get()) {
+  FFontMgr = std::make_unique<TPDFFontManager>(*FWriter);
+  FContent.reserve(64 * 1024);
+}
+
+TPdfRptCanvas::TPdfRptCanvas(TPDFVectorWriter& Writer) : FWriter(&Writer) {
+  FFontMgr = std::make_unique<TPDFFontManager>(*FWriter);
+  FContent.reserve(64 * 1024);
+}
+
+TPdfRptCanvas::~TPdfRptCanvas() = default;
+
+void TPdfRptCanvas::SaveToFile() {
+  if (FInPage) EndPage();
+  FFontMgr->EmitAll();
+  FWriter->SaveToFile();
+}
+
+// ---- numbers, colours, paths -------------------------------------------------------------------
+
+void TPdfRptCanvas::FmtF(double V) { AppendDecimals(FContent, V, 3); }
+
+void TPdfRptCanvas::EmitColor(TAlphaColor C, const char* Op) {
+  FmtF(((C >> 16) & 0xFF) / 255.0);
+  FContent += ' ';
+  FmtF(((C >> 8) & 0xFF) / 255.0);
+  FContent += ' ';
+  FmtF((C & 0xFF) / 255.0);
+  FContent += Op;
+}
+
+void TPdfRptCanvas::EmitWidth(float W) {
+  FmtF(std::max(0.1f, W));
+  FContent += " w\n";
+}
+
+void TPdfRptCanvas::EmitRect(const TRectF& R) {
+  FmtF(R.Left);
+  FContent += ' ';
+  FmtF(FlipY(R.Bottom));
+  FContent += ' ';
+  FmtF(R.Right - R.Left);
+  FContent += ' ';
+  FmtF(R.Bottom - R.Top);
+}
+
+void TPdfRptCanvas::EmitPoint(double X, double Y) {
+  FmtF(X);
+  FContent += ' ';
+  FmtF(Y);
+}
+
+void TPdfRptCanvas::EmitCurve(double X1, double Y1, double X2, double Y2, double X3, double Y3) {
+  EmitPoint(X1, Y1);
+  FContent += ' ';
+  EmitPoint(X2, Y2);
+  FContent += ' ';
+  EmitPoint(X3, Y3);
+  FContent += " c\n";
+}
+
+void TPdfRptCanvas::EmitEllipsePath(double X, double Y, double W, double H) {
+  const double rx = W / 2, ry = H / 2;
+  const double cx = X + rx, cy = FlipY(Y + ry);
+  const double kx = kKappa * rx, ky = kKappa * ry;
+  EmitPoint(cx + rx, cy);
+  FContent += " m\n";
+  EmitCurve(cx + rx, cy + ky, cx + kx, cy + ry, cx, cy + ry);
+  EmitCurve(cx - kx, cy + ry, cx - rx, cy + ky, cx - rx, cy);
+  EmitCurve(cx - rx, cy - ky, cx - kx, cy - ry, cx, cy - ry);
+  EmitCurve(cx + kx, cy - ry, cx + rx, cy - ky, cx + rx, cy);
+}
+
+void TPdfRptCanvas::EmitRoundRectPath(double X, double Y, double W, double H, double Rx, double Ry) {
+  const double rx = std::min(W / 2, Rx), ry = std::min(H / 2, Ry);
+  const double x0 = X, x1 = X + W, yT = FlipY(Y), yB = FlipY(Y + H);
+  const double cx = kKappaComplement * rx, cy = kKappaComplement * ry;
+  EmitPoint(x0 + rx, yT);
+  FContent += " m\n";
+  EmitPoint(x1 - rx, yT);
+  FContent += " l\n";
+  EmitCurve(x1 - cx, yT, x1, yT - cy, x1, yT - ry);
+  EmitPoint(x1, yB + ry);
+  FContent += " l\n";
+  EmitCurve(x1, yB + cy, x1 - cx, yB, x1 - rx, yB);
+  EmitPoint(x0 + rx, yB);
+  FContent += " l\n";
+  EmitCurve(x0 + cx, yB, x0, yB + cy, x0, yB + ry);
+  EmitPoint(x0, yT - ry);
+  FContent += " l\n";
+  EmitCurve(x0, yT - cy, x0 + cx, yT, x0 + rx, yT);
+  FContent += "h\n";
+}
+
+// ---- pages -------------------------------------------------------------------------------------
+
+void TPdfRptCanvas::BeginPage(float WidthPt, float HeightPt) {
+  FPageW = WidthPt;
+  FPageH = HeightPt;
+  FContent.clear();
+  FPageFonts.clear();
+  FPageXObjs.clear();
+  FInPage = true;
+}
+
+std::string TPdfRptCanvas::ResourcesDict() const {
+  if (FPageFonts.empty() && FPageXObjs.empty()) return "<< >>";
+  std::string s = "<< ";
+  const auto entries = [&s](const char* Kind, const std::map<std::string, int32_t>& Map) {
+    if (Map.empty()) return;
+    s += Kind;
+    s += " << ";
+    for (const auto& [name, obj] : Map) {
+      s += name;
+      s += ' ';
+      s += std::to_string(obj);
+      s += " 0 R ";
+    }
+    s += ">> ";
+  };
+  entries("/Font", FPageFonts);
+  entries("/XObject", FPageXObjs);
+  s += ">>";
+  return s;
+}
+
+void TPdfRptCanvas::EndPage() {
+  if (!FInPage) return;
+  const int32_t content = FWriter->AddContentStream(std::string_view(FContent));
+  FWriter->AddPage(FPageW, FPageH, content, ResourcesDict());
+  FInPage = false;
+}
+
+// ---- shapes ------------------------------------------------------------------------------------
+
+void TPdfRptCanvas::FillRect(const TRectF& R, TAlphaColor Color) {
+  if (IsTranspColor(Color)) return;
+  EmitFillColor(Color);
+  EmitRect(R);
+  FContent += " re f\n";
+}
+
+void TPdfRptCanvas::StrokeRect(const TRectF& R, TAlphaColor Color, float W) {
+  if (IsTranspColor(Color)) return;
+  EmitStrokeColor(Color);
+  EmitWidth(W);
+  EmitRect(R);
+  FContent += " re S\n";
+}
+
+void TPdfRptCanvas::DrawLine(const TPointF& P1, const TPointF& P2, TAlphaColor Color, float W) {
+  if (IsTranspColor(Color)) return;
+  EmitStrokeColor(Color);
+  EmitWidth(W);
+  EmitPoint(P1.X, FlipY(P1.Y));
+  FContent += " m \n";
+  EmitPoint(P2.X, FlipY(P2.Y));
+  FContent += " l S\n";
+}
+
+void TPdfRptCanvas::DrawRoundRect(const TRectF& R, float Rx, float Ry, TAlphaColor Stroke, TAlphaColor Fill,
+                                  float W) {
+  const double x = R.Left, y = R.Top, w = R.Right - R.Left, h = R.Bottom - R.Top;
+  if (!IsTranspColor(Fill)) {
+    EmitFillColor(Fill);
+    EmitRoundRectPath(x, y, w, h, Rx, Ry);
+    FContent += "f\n";
+  }
+  if (!IsTranspColor(Stroke)) {
+    EmitStrokeColor(Stroke);
+    EmitWidth(W);
+    EmitRoundRectPath(x, y, w, h, Rx, Ry);
+    FContent += "S\n";
+  }
+}
+
+void TPdfRptCanvas::DrawEllipse(const TRectF& R, TAlphaColor Stroke, TAlphaColor Fill, float W) {
+  const double x = R.Left, y = R.Top, w = R.Right - R.Left, h = R.Bottom - R.Top;
+  if (!IsTranspColor(Fill)) {
+    EmitFillColor(Fill);
+    EmitEllipsePath(x, y, w, h);
+    FContent += "f\n";
+  }
+  if (!IsTranspColor(Stroke)) {
+    EmitStrokeColor(Stroke);
+    EmitWidth(W);
+    EmitEllipsePath(x, y, w, h);
+    FContent += "S\n";
+  }
+}
+
+void TPdfRptCanvas::FillPath(const std::vector<TPointF>& Pts, TAlphaColor Color) {
+  if (Pts.size() < 2 || IsTranspColor(Color)) return;
+  EmitFillColor(Color);
+  EmitPoint(Pts[0].X, FlipY(Pts[0].Y));
+  FContent += " m\n";
+  for (size_t i = 1; i < Pts.size(); ++i) {
+    EmitPoint(Pts[i].X, FlipY(Pts[i].Y));
+    FContent += " l\n";
+  }
+  FContent += "f\n";
+}
+
+// ---- text --------------------------------------------------------------------------------------
+
+std::vector<std::string> TPdfRptCanvas::WrapText(TPDFFont& Font, std::string_view S, double Size,
+                                                 double MaxWidth) {
+  // CR LF and lone CR both end a paragraph.
+  std::string norm;
+  norm.reserve(S.size());
+  for (size_t i = 0; i < S.size(); ++i) {
+    if (S[i] == '\r') {
+      norm += '\n';
+      if (i + 1 < S.size() && S[i + 1] == '\n') ++i;
+    } else {
+      norm += S[i];
+    }
+  }
+  std::vector<std::string> lines;
+  const double spaceWidth = Font.TextWidth1000(" ");
+  size_t start = 0;
+  while (true) {
+    const size_t end = norm.find('\n', start);
+    const std::string_view para(norm.data() + start, (end == std::string::npos ? norm.size() : end) - start);
+    if (para.empty()) {
+      lines.emplace_back();
+    } else {
+      std::string current;
+      double currentWidth = 0;
+      size_t w = 0;
+      while (true) {
+        const size_t sp = para.find(' ', w);
+        const std::string_view word = para.substr(w, sp == std::string_view::npos ? std::string_view::npos : sp - w);
+        const double wordWidth = Font.TextWidth1000(word);
+        if (current.empty()) {
+          current.assign(word);
+          currentWidth = wordWidth;
+        } else {
+          // Advances add up exactly (no kerning), so the candidate's width is the sum of parts.
+          const double candidate = currentWidth + spaceWidth + wordWidth;
+          if (candidate / 1000.0 * Size > MaxWidth) {
+            lines.push_back(std::move(current));
+            current.assign(word);
+            currentWidth = wordWidth;
+          } else {
+            current += ' ';
+            current += word;
+            currentWidth = candidate;
+          }
+        }
+        if (sp == std::string_view::npos) break;
+        w = sp + 1;
+      }
+      lines.push_back(std::move(current));
+    }
+    if (end == std::string::npos) break;
+    start = end + 1;
+  }
+  if (lines.empty()) lines.emplace_back();
+  return lines;
+}
+
+void TPdfRptCanvas::EmitTextLine(std::string_view Hex, double X, double Y, const std::string& FontName, float Size,
+                                 TAlphaColor Color) {
+  if (Hex.empty()) return;
+  FContent += "BT\n";
+  FContent += FontName;
+  FContent += ' ';
+  FmtF(Size);
+  FContent += " Tf\n";
+  EmitFillColor(Color);
+  EmitPoint(X, FlipY(Y));
+  FContent += " Td\n<";
+  FContent += Hex;
+  FContent += "> Tj\nET\n";
+}
+
+void TPdfRptCanvas::DrawText(const std::string& S, const TRectF& R, const TRptFont& F, TRptHorzAlign HA,
+                             TRptVertAlign VA, bool WordWrap, TAlphaColor Color) {
+  if (S.empty() || IsTranspColor(Color)) return;
+  std::string resName;
+  int32_t objNum = 0;
+  TPDFFont& font = FFontMgr->GetFont(F.Name, F.Bold, F.Italic, resName, objNum);
+  FPageFonts[resName] = objNum;
+
+  const TLineMetrics m = MetricsOf(font, F.Size);
+  const double step = 1.15 * m.Height;
+  std::vector<std::string> lines;
+  if (WordWrap) {
+    lines = WrapText(font, S, F.Size, static_cast<double>(R.Right - R.Left) - 4);
+  } else {
+    lines.push_back(S);
+  }
+  const double blockHeight = (static_cast<double>(lines.size()) - 1) * step + m.Height;
+  const double boxHeight = static_cast<double>(R.Bottom) - R.Top;
+  double top = R.Top;
+  if (VA == rvaCenter) {
+    top = R.Top + (boxHeight - blockHeight) / 2;
+  } else if (VA == rvaBottom) {
+    top = R.Bottom - blockHeight;
+  }
+
+  FContent += "q\n";
+  EmitRect(R);
+  FContent += " re W n\n";
+  for (size_t i = 0; i < lines.size(); ++i) {
+    FHex.clear();
+    double advance = 0;
+    font.AppendEncodedText(lines[i], FHex, advance);
+    const double w = advance / 1000.0 * F.Size;
+    double x;
+    if (HA == rhaCenter) {
+      x = R.Left + ((static_cast<double>(R.Right) - R.Left) - w) / 2;
+    } else if (HA == rhaRight) {
+      x = R.Right - 2 - w;
+    } else {
+      x = R.Left + 2.0;
+    }
+    const double baseline = top + m.Ascent + static_cast<double>(i) * step;
+    if (baseline - m.Ascent > R.Bottom) break;
+    EmitTextLine(FHex, x, baseline, resName, F.Size, Color);
+  }
+  FContent += "Q\n";
+}
+
+TSizeF TPdfRptCanvas::MeasureText(const std::string& S, const TRptFont& F) {
+  if (S.empty()) return {0, 1.2f * F.Size};
+  std::string resName;
+  int32_t objNum = 0;
+  TPDFFont& font = FFontMgr->GetFont(F.Name, F.Bold, F.Italic, resName, objNum);
+  const TLineMetrics m = MetricsOf(font, F.Size);
+  return {static_cast<float>(font.TextWidth1000(S) / 1000.0 * F.Size), static_cast<float>(m.Height)};
+}
+
+float TPdfRptCanvas::MeasureWrappedHeight(const std::string& S, float W, const TRptFont& F) {
+  if (S.empty()) return 1.2f * F.Size;
+  std::string resName;
+  int32_t objNum = 0;
+  TPDFFont& font = FFontMgr->GetFont(F.Name, F.Bold, F.Italic, resName, objNum);
+  const TLineMetrics m = MetricsOf(font, F.Size);
+  const size_t lines = WrapText(font, S, F.Size, W).size();
+  return static_cast<float>((static_cast<double>(lines) - 1) * 1.15 * m.Height + m.Height);
+}
+
+// ---- images ------------------------------------------------------------------------------------
+
+void TPdfRptCanvas::DrawImage(const TRectF& R, const TRptBitmap& Bmp, TRptImageScale Mode) {
+  if (Bmp.IsEmpty()) return;
+  const std::vector<uint8_t> jpeg = EncodeJpeg(Bmp, 90);
+  if (jpeg.empty()) return;
+  const std::string dict = "/Type /XObject /Subtype /Image /Width " + std::to_string(Bmp.Width) + " /Height " +
+                           std::to_string(Bmp.Height) +
+                           " /ColorSpace /DeviceRGB /BitsPerComponent 8 /Filter /DCTDecode";
+  const int32_t obj = FWriter->AddStreamObject(dict, std::span<const uint8_t>(jpeg));
+  const std::string name = "/Im" + std::to_string(++FImgCounter);
+  FPageXObjs[name] = obj;
+
+  const double bw = static_cast<double>(R.Right) - R.Left, bh = static_cast<double>(R.Bottom) - R.Top;
+  double dw = bw, dh = bh, dx = R.Left, dy = R.Top;
+  if (Mode == risFit || Mode == risCenter) {
+    double s = 1;
+    if (Mode == risFit) s = std::min(bw / Bmp.Width, bh / Bmp.Height);
+    dw = Bmp.Width * s;
+    dh = Bmp.Height * s;
+    dx = R.Left + (bw - dw) / 2;
+    dy = R.Top + (bh - dh) / 2;
+  }
+  FContent += "q\n";
+  EmitRect(R);
+  FContent += " re W n\n";
+  FmtF(dw);
+  FContent += " 0 0 ";
+  FmtF(dh);
+  FContent += ' ';
+  FmtF(dx);
+  FContent += ' ';
+  FmtF(FlipY(dy + dh));
+  FContent += " cm\n";
+  FContent += name;
+  FContent += " Do\nQ\n";
+}
+
+}  // namespace quillet

@@ -1,0 +1,89 @@
+// The PDF surface: IRptCanvas operations become page-description operators in a content buffer;
+// each finished page goes to the object writer as a compressed content stream and a page object.
+// Text is set in embedded subset fonts from the font manager, images are embedded as JPEG.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "canvas/font_manager.h"
+#include "canvas/pdf_writer.h"
+#include "canvas/rpt_canvas.h"
+
+namespace quillet {
+
+class TPdfRptCanvas : public IRptCanvas {
+ public:
+  // Writes a new document to FileName (the file appears only when SaveToFile completes).
+  explicit TPdfRptCanvas(const std::string& FileName);
+  // Draws into a writer the caller owns and finishes.
+  explicit TPdfRptCanvas(TPDFVectorWriter& Writer);
+  ~TPdfRptCanvas() override;
+
+  // Closes an open page, writes the fonts and finishes the file.
+  void SaveToFile();
+
+  TPDFVectorWriter& Writer() { return *FWriter; }
+  TPDFFontManager& FontManager() { return *FFontMgr; }
+
+  void BeginPage(float WidthPt, float HeightPt) override;
+  void EndPage() override;
+  void FillRect(const TRectF& R, TAlphaColor Color) override;
+  void StrokeRect(const TRectF& R, TAlphaColor Color, float W) override;
+  void DrawLine(const TPointF& P1, const TPointF& P2, TAlphaColor Color, float W) override;
+  void DrawRoundRect(const TRectF& R, float Rx, float Ry, TAlphaColor Stroke, TAlphaColor Fill, float W) override;
+  void DrawEllipse(const TRectF& R, TAlphaColor Stroke, TAlphaColor Fill, float W) override;
+  void FillPath(const std::vector<TPointF>& Pts, TAlphaColor Color) override;
+  void DrawText(const std::string& S, const TRectF& R, const TRptFont& F, TRptHorzAlign HA, TRptVertAlign VA,
+                bool WordWrap, TAlphaColor Color) override;
+  TSizeF MeasureText(const std::string& S, const TRptFont& F) override;
+  float MeasureWrappedHeight(const std::string& S, float W, const TRptFont& F) override;
+  void DrawImage(const TRectF& R, const TRptBitmap& Bmp, TRptImageScale Mode) override;
+
+  // The current page's content so far (for tests and diagnostics).
+  const std::string& Content() const { return FContent; }
+  bool InPage() const { return FInPage; }
+
+  // Splits S into the lines that fit MaxWidth points at Size in Font: paragraphs at line breaks,
+  // words at single spaces, a word wider than the line kept whole.
+  static std::vector<std::string> WrapText(TPDFFont& Font, std::string_view S, double Size, double MaxWidth);
+
+ private:
+  void FmtF(double V);
+  double FlipY(double Y) const { return static_cast<double>(FPageH) - Y; }
+  void EmitColor(TAlphaColor C, const char* Op);
+  void EmitFillColor(TAlphaColor C) { EmitColor(C, " rg\n"); }
+  void EmitStrokeColor(TAlphaColor C) { EmitColor(C, " RG\n"); }
+  void EmitWidth(float W);
+  void EmitRect(const TRectF& R);
+  void EmitPoint(double X, double Y);
+  void EmitCurve(double X1, double Y1, double X2, double Y2, double X3, double Y3);
+  void EmitEllipsePath(double X, double Y, double W, double H);
+  void EmitRoundRectPath(double X, double Y, double W, double H, double Rx, double Ry);
+  void EmitTextLine(std::string_view Hex, double X, double Y, const std::string& FontName, float Size,
+                    TAlphaColor Color);
+  std::string ResourcesDict() const;
+
+  std::unique_ptr<TPDFVectorWriter> FOwnedWriter;
+  TPDFVectorWriter* FWriter = nullptr;
+  std::string FContent;
+  float FPageW = 0;
+  float FPageH = 0;
+  bool FInPage = false;
+  std::unique_ptr<TPDFFontManager> FFontMgr;
+  std::map<std::string, int32_t> FPageFonts;
+  std::map<std::string, int32_t> FPageXObjs;
+  int32_t FImgCounter = 0;
+  std::string FHex;  // reused glyph buffer
+};
+
+// Developer demonstrations: a page of shapes and colours, a page of aligned, accented and wrapped
+// text, and a page of Turkish text in the font file FontPath under resource /F0.
+void PDFVectorSelfTest(const std::string& FileName);
+void PDFCanvasTextSelfTest(const std::string& FileName);
+void PDFFontSelfTest(const std::string& FontPath, const std::string& FileName);
+
+}  // namespace quillet

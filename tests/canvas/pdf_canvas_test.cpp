@@ -1,0 +1,208 @@
+// The PDF surface: operator lines byte for byte, and whole documents checked with outside tools.
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "canvas/pdf_canvas.h"
+
+namespace quillet {
+namespace {
+
+namespace fs = std::filesystem;
+
+class PdfCanvasTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    Dir = fs::temp_directory_path() / ("quillet_pdf_canvas_" + std::to_string(::getpid()));
+    fs::create_directories(Dir);
+  }
+  void TearDown() override { fs::remove_all(Dir); }
+  std::string Path(const std::string& Name) const { return (Dir / Name).string(); }
+  fs::path Dir;
+};
+
+// Runs a command line and returns its standard output; Status gets the exit status.
+std::string Capture(const std::string& Command, int& Status) {
+  std::string out;
+  FILE* p = ::popen(Command.c_str(), "r");
+  if (!p) {
+    Status = -1;
+    return out;
+  }
+  std::array<char, 4096> buf{};
+  size_t n;
+  while ((n = std::fread(buf.data(), 1, buf.size(), p)) > 0) out.append(buf.data(), n);
+  const int rc = ::pclose(p);
+  Status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
+  return out;
+}
+
+bool HaveTool(const char* Name) {
+  int status = 0;
+  Capture(std::string("command -v ") + Name + " >/dev/null 2>&1", status);
+  return status == 0;
+}
+
+TEST_F(PdfCanvasTest, ShapeOperatorsAreExact) {
+  struct Case {
+    const char* What;
+    std::function<void(TPdfRptCanvas&)> Draw;
+    float PageHeight;
+    std::string Content;
+  } cases[] = {
+      {"fill rect", [](TPdfRptCanvas& c) { c.FillRect(TRectF{10, 20, 110, 70}, 0xFFFF0000); }, 842,
+       "1 0 0 rg\n10 772 100 50 re f\n"},
+      {"stroke rect width 0", [](TPdfRptCanvas& c) { c.StrokeRect(TRectF{0, 0, 10, 10}, 0xFF808080, 0); }, 100,
+       "0.502 0.502 0.502 RG\n0.1 w\n0 90 10 10 re S\n"},
+      {"line", [](TPdfRptCanvas& c) { c.DrawLine(TPointF{1.5f, 2}, TPointF{3, 4.25f}, 0x800000FF, 2); }, 10,
+       "0 0 1 RG\n2 w\n1.5 8 m \n3 5.75 l S\n"},
+      {"path", [](TPdfRptCanvas& c) { c.FillPath({TPointF{0, 0}, TPointF{10, 0}, TPointF{5, 5}}, 0xFF00FF00); }, 10,
+       "0 1 0 rg\n0 10 m\n10 10 l\n5 5 l\nf\n"},
+      {"path of one point", [](TPdfRptCanvas& c) { c.FillPath({TPointF{0, 0}}, 0xFF00FF00); }, 10, ""},
+      {"transparent everything",
+       [](TPdfRptCanvas& c) {
+         c.FillRect(TRectF{0, 0, 5, 5}, 0x00FF0000);
+         c.StrokeRect(TRectF{0, 0, 5, 5}, 0x00FFFFFF, 1);
+         c.DrawLine(TPointF{0, 0}, TPointF{1, 1}, 0, 1);
+         c.DrawEllipse(TRectF{0, 0, 5, 5}, 0, 0x00123456, 1);
+         c.DrawRoundRect(TRectF{0, 0, 5, 5}, 1, 1, 0, 0, 1);
+         c.FillPath({TPointF{0, 0}, TPointF{1, 1}}, 0);
+         c.DrawText("x", TRectF{0, 0, 5, 5}, RptFont("DejaVu Sans", 10, false, false), rhaLeft, rvaTop, false, 0);
+       },
+       10, ""},
+      {"ellipse",
+       [](TPdfRptCanvas& c) { c.DrawEllipse(TRectF{0, 0, 100, 100}, 0x00000000, 0xFF000000, 1); }, 100,
+       "0 0 0 rg\n100 50 m\n100 77.614 77.614 100 50 100 c\n22.386 100 0 77.614 0 50 c\n"
+       "0 22.386 22.386 0 50 0 c\n77.614 0 100 22.386 100 50 c\nf\n"},
+      {"round rect, radius clamped",
+       [](TPdfRptCanvas& c) { c.DrawRoundRect(TRectF{0, 0, 20, 10}, 8, 20, 0xFF000000, 0x00000000, 1); }, 10,
+       "0 0 0 RG\n1 w\n8 10 m\n12 10 l\n16.418 10 20 7.761 20 5 c\n20 5 l\n20 2.239 16.418 0 12 0 c\n"
+       "8 0 l\n3.582 0 0 2.239 0 5 c\n0 5 l\n0 7.761 3.582 10 8 10 c\nh\nS\n"},
+  };
+  for (const auto& c : cases) {
+    TPdfRptCanvas canvas(Path("shapes.pdf"));
+    canvas.BeginPage(100, c.PageHeight);
+    c.Draw(canvas);
+    EXPECT_EQ(canvas.Content(), c.Content) << c.What;
+  }
+}
+
+TEST_F(PdfCanvasTest, TextLinesWrappingAndClipping) {
+  const TRptFont f = RptFont("DejaVu Sans", 10, false, false);
+  TPdfRptCanvas canvas(Path("text.pdf"));
+  canvas.BeginPage(200, 200);
+  const auto count = [](const std::string& S, const std::string& Sub) {
+    size_t n = 0;
+    for (size_t p = S.find(Sub); p != std::string::npos; p = S.find(Sub, p + 1)) ++n;
+    return n;
+  };
+  canvas.DrawText("one\r\ntwo", TRectF{0, 0, 200, 100}, f, rhaLeft, rvaTop, true, 0xFF000000);
+  EXPECT_EQ(count(canvas.Content(), "Tj"), 2u);
+  EXPECT_EQ(canvas.Content().substr(0, 26), "q\n0 100 200 100 re W n\nBT\n");
+  EXPECT_NE(canvas.Content().find("/F0 10 Tf\n0 0 0 rg\n2 "), std::string::npos);
+
+  canvas.BeginPage(200, 200);
+  canvas.DrawText("one\r\ntwo", TRectF{0, 0, 200, 100}, f, rhaLeft, rvaTop, false, 0xFF000000);
+  EXPECT_EQ(count(canvas.Content(), "Tj"), 1u);
+
+  // A box 30 points high keeps the lines whose tops lie inside it: at 0, 13.4 and 26.8 (the line
+  // step is 1.15 times the line height of about 11.6).
+  canvas.BeginPage(200, 200);
+  canvas.DrawText("a b c d e f", TRectF{0, 0, 10, 30}, f, rhaLeft, rvaTop, true, 0xFF000000);
+  EXPECT_EQ(count(canvas.Content(), "Tj"), 3u);
+
+  // Wrapping: a word wider than the line stays whole; the fit test includes equality.
+  std::string resName;
+  int32_t objNum = 0;
+  TPDFFont& font = canvas.FontManager().GetFont("DejaVu Sans", false, false, resName, objNum);
+  const double ab = font.TextWidth1000("ab cd") / 1000.0 * 10;
+  EXPECT_EQ(TPdfRptCanvas::WrapText(font, "ab cd", 10, ab).size(), 1u);
+  EXPECT_EQ(TPdfRptCanvas::WrapText(font, "ab cd", 10, ab - 0.01).size(), 2u);
+  EXPECT_EQ(TPdfRptCanvas::WrapText(font, "abcdefghij", 10, 1).size(), 1u);
+  EXPECT_EQ(TPdfRptCanvas::WrapText(font, "a\n\nb", 10, 100),
+            (std::vector<std::string>{"a", "", "b"}));
+  EXPECT_EQ(TPdfRptCanvas::WrapText(font, "a  b", 10, 1000), (std::vector<std::string>{"a  b"}));
+
+  const TSizeF m = canvas.MeasureText("", f);
+  EXPECT_FLOAT_EQ(m.Height, 12);
+  EXPECT_FLOAT_EQ(canvas.MeasureWrappedHeight("", 50, f), 12);
+  const float h1 = canvas.MeasureWrappedHeight("x", 50, f);
+  EXPECT_NEAR(canvas.MeasureWrappedHeight("x\ny", 50, f), h1 * 2.15, 1e-3);
+}
+
+TEST_F(PdfCanvasTest, ResourcesAndImageNames) {
+  TPdfRptCanvas canvas(Path("res.pdf"));
+  canvas.BeginPage(100, 100);
+  canvas.FillRect(TRectF{0, 0, 10, 10}, 0xFF000000);
+  canvas.EndPage();
+  TRptBitmap bmp{2, 2, std::vector<uint8_t>(16, 200)};
+  canvas.BeginPage(100, 100);
+  canvas.DrawImage(TRectF{0, 0, 40, 20}, bmp, risFit);
+  EXPECT_EQ(canvas.Content(), "q\n0 80 40 20 re W n\n20 0 0 20 10 80 cm\n/Im1 Do\nQ\n");
+  canvas.EndPage();
+  canvas.BeginPage(100, 100);
+  canvas.DrawImage(TRectF{0, 0, 40, 20}, bmp, risStretch);
+  EXPECT_NE(canvas.Content().find("/Im2 Do"), std::string::npos);
+  canvas.SaveToFile();
+
+  std::ifstream in(Path("res.pdf"), std::ios::binary);
+  std::stringstream ss;
+  ss << in.rdbuf();
+  const std::string pdf = ss.str();
+  EXPECT_NE(pdf.find("/Resources << >>"), std::string::npos);
+  EXPECT_NE(pdf.find("/Resources << /XObject << /Im2 "), std::string::npos);
+  EXPECT_NE(pdf.find("/Width 2 /Height 2 /ColorSpace /DeviceRGB /BitsPerComponent 8 /Filter /DCTDecode"),
+            std::string::npos);
+}
+
+// The self-test documents, checked by tools we did not write.
+TEST_F(PdfCanvasTest, SelfTestDocumentsPassOutsideChecks) {
+  if (!HaveTool("qpdf") || !HaveTool("pdftotext") || !HaveTool("pdffonts") || !HaveTool("pdftoppm"))
+    GTEST_SKIP() << "qpdf and poppler-utils are needed";
+  const std::string vec = Path("vector.pdf"), text = Path("text.pdf"), font = Path("font.pdf");
+  PDFVectorSelfTest(vec);
+  PDFCanvasTextSelfTest(text);
+  const std::string dejavu = ResolveFontFile("DejaVu Sans", false, false, {});
+  ASSERT_FALSE(dejavu.empty());
+  PDFFontSelfTest(dejavu, font);
+  int status = 0;
+  for (const auto& f : {vec, text, font}) {
+    Capture("qpdf --check '" + f + "' 2>&1", status);
+    EXPECT_EQ(status, 0) << f;
+    const std::string err = Capture("pdftoppm -r 30 -png '" + f + "' '" + Path("page") + "' 2>&1", status);
+    EXPECT_EQ(status, 0) << f;
+    EXPECT_EQ(err, "") << f;
+  }
+  const std::string words = Capture("pdftotext -layout '" + text + "' - 2>&1", status);
+  for (const char* s : {"Türkçe: Şişli'de ığdır ağacı, ÇĞİÖŞÜ çğıöşü", "Καλημέρα κόσμε",
+                        "Съешь же ещё этих мягких французских булок", "Grüße aus Köln, Straße", "l'œuvre"})
+    EXPECT_NE(words.find(s), std::string::npos) << s;
+  EXPECT_NE(Capture("pdftotext '" + font + "' - 2>&1", status).find("Pijamalı hasta yağız şoföre çabucak güvendi"),
+            std::string::npos);
+  const std::string fonts = Capture("pdffonts '" + text + "' 2>&1", status);
+  // name type encoding emb sub uni: every font an embedded, tagged TrueType subset with ToUnicode.
+  std::istringstream lines(fonts);
+  std::string line;
+  int listed = 0;
+  while (std::getline(lines, line)) {
+    if (line.find("CID TrueType") == std::string::npos) continue;
+    ++listed;
+    EXPECT_EQ(line[6], '+') << line;
+    std::istringstream cols(line);
+    std::string name, cid, truetype, encoding, emb, sub, uni;
+    cols >> name >> cid >> truetype >> encoding >> emb >> sub >> uni;
+    EXPECT_EQ(encoding + " " + emb + " " + sub + " " + uni, "Identity-H yes yes yes") << line;
+  }
+  EXPECT_GE(listed, 5) << fonts;
+}
+
+}  // namespace
+}  // namespace quillet
