@@ -15,10 +15,6 @@
 #include "canvas/font_manager.h"
 #include "canvas/pdf_writer.h"
 
-// fontconfig loses a few small blocks while it parses its configuration files, once per
-// process; that is its own, so the leak checker of the sanitizer build leaves it out.
-extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfig.so\n"; }
-
 namespace quillet {
 namespace {
 
