@@ -91,6 +91,7 @@ void PDFCanvasTextSelfTest(const std::string& FileName) {
       "Ελληνικά: Καλημέρα κόσμε",
       "Русский: Съешь же ещё этих мягких французских булок",
       "Français: Là-bas, l'œuvre d'un garçon très âgé",
+      "Old Italic, beyond the Basic Multilingual Plane: \xF0\x90\x8C\x80\xF0\x90\x8C\x81\xF0\x90\x8C\x82",
   };
   float y = 230;
   for (const char* s : samples) {

@@ -183,7 +183,8 @@ TEST_F(PdfCanvasTest, SelfTestDocumentsPassOutsideChecks) {
   }
   const std::string words = Capture("pdftotext -layout '" + text + "' - 2>&1", status);
   for (const char* s : {"Türkçe: Şişli'de ığdır ağacı, ÇĞİÖŞÜ çğıöşü", "Καλημέρα κόσμε",
-                        "Съешь же ещё этих мягких французских булок", "Grüße aus Köln, Straße", "l'œuvre"})
+                        "Съешь же ещё этих мягких французских булок", "Grüße aus Köln, Straße", "l'œuvre",
+                        "Plane: \xF0\x90\x8C\x80\xF0\x90\x8C\x81\xF0\x90\x8C\x82"})
     EXPECT_NE(words.find(s), std::string::npos) << s;
   EXPECT_NE(Capture("pdftotext '" + font + "' - 2>&1", status).find("Pijamalı hasta yağız şoföre çabucak güvendi"),
             std::string::npos);
