@@ -1,6 +1,7 @@
 #include "base/number_format.h"
 
 #include <charconv>
+#include <cstdint>
 #include <cmath>
 #include <cstdlib>
 #include <string_view>
@@ -29,7 +30,7 @@ std::string Shortest(T Value) {
 std::string FloatToShortest(float Value) { return Shortest(Value); }
 std::string DoubleToShortest(double Value) { return Shortest(Value); }
 
-void AppendDecimals(std::string& Out, double Value, int MaxDecimals) {
+void detail::AppendDecimalsBy15Digits(std::string& Out, double Value, int MaxDecimals) {
   if (!std::isfinite(Value) || Value == 0) {
     Out += '0';
     return;
@@ -97,6 +98,45 @@ void AppendDecimals(std::string& Out, double Value, int MaxDecimals) {
     Out += '.';
     Out.append(d + exp10 + 1, static_cast<size_t>(n - exp10 - 1));
   }
+}
+
+void AppendDecimals(std::string& Out, double Value, int MaxDecimals) {
+  // Fast path for the everyday page coordinate: scale, round half away from zero and print an
+  // integer. It agrees with the 15-digit rule except close to a half, where the 15-digit
+  // rounding or the scaling itself could tip the result; those go the long way.
+  static constexpr double kPow10[] = {1, 10, 100, 1000, 10000, 100000, 1000000};
+  const double a = std::fabs(Value);
+  if (MaxDecimals >= 0 && MaxDecimals <= 6 && a < 1e9) {
+    const double scaled = a * kPow10[MaxDecimals];
+    const double whole = std::floor(scaled);
+    const double frac = scaled - whole;
+    if (std::fabs(frac - 0.5) > scaled * 1e-14 + 1e-12) {
+      const uint64_t r = static_cast<uint64_t>(whole) + (frac > 0.5 ? 1 : 0);
+      if (r == 0) {
+        Out += '0';
+        return;
+      }
+      if (Value < 0) Out += '-';
+      const auto div = static_cast<uint64_t>(kPow10[MaxDecimals]);
+      char buf[24];
+      auto res = std::to_chars(buf, buf + sizeof buf, r / div);
+      Out.append(buf, res.ptr);
+      uint64_t f = r % div;
+      if (f != 0) {
+        int digits = MaxDecimals;
+        while (f % 10 == 0) {
+          f /= 10;
+          --digits;
+        }
+        res = std::to_chars(buf, buf + sizeof buf, f);
+        Out += '.';
+        Out.append(static_cast<size_t>(digits - (res.ptr - buf)), '0');
+        Out.append(buf, res.ptr);
+      }
+      return;
+    }
+  }
+  detail::AppendDecimalsBy15Digits(Out, Value, MaxDecimals);
 }
 
 std::string FormatDecimals(double Value, int MaxDecimals) {

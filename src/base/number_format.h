@@ -22,6 +22,12 @@ std::string FormatDecimals(double Value, int MaxDecimals);
 // FormatDecimals appended to Out without a temporary string: the hot path of page content.
 void AppendDecimals(std::string& Out, double Value, int MaxDecimals);
 
+namespace detail {
+// The rule of FormatDecimals worked out digit by digit; AppendDecimals takes a shortcut where the
+// result cannot differ. Exposed so that tests can hold the two against each other.
+void AppendDecimalsBy15Digits(std::string& Out, double Value, int MaxDecimals);
+}  // namespace detail
+
 // Parses a whole string as a finite double with "." as the decimal separator (leading and
 // trailing blanks and tabs allowed, exponent allowed). Returns false when the text is not a number.
 bool ParseDouble(std::string_view Text, double& Value);

@@ -70,6 +70,22 @@ TEST(NumberText, FormatDecimalsIsThePointPattern) {
     ASSERT_LE(std::fabs(back - v), 0.0005 + 1e-9) << v << " " << s;
     ASSERT_EQ(s.find('e'), std::string::npos);
   }
+
+  // The shortcut agrees with the digit-by-digit rule, near halves and ties included.
+  std::uniform_int_distribution<int64_t> units(-2000000000000LL, 2000000000000LL);
+  std::uniform_int_distribution<int> decimals(0, 6);
+  for (int i = 0; i < 200000; ++i) {
+    const int d = decimals(rng);
+    const double scale = std::pow(10.0, d);
+    const int64_t u = units(rng) % static_cast<int64_t>(1e9 * scale);
+    const double near[] = {(u + 0.5) / scale, std::nextafter((u + 0.5) / scale, 0.0),
+                           std::nextafter((u + 0.5) / scale, 1e300), u / scale, dist(rng)};
+    for (const double v : near) {
+      std::string slow;
+      detail::AppendDecimalsBy15Digits(slow, v, d);
+      ASSERT_EQ(FormatDecimals(v, d), slow) << v << " " << d;
+    }
+  }
 }
 
 TEST(NumberText, ParseDoubleAcceptsOnlyPlainDecimals) {
