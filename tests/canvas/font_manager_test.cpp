@@ -14,6 +14,7 @@
 #include "base/utf8.h"
 #include "canvas/font_manager.h"
 #include "canvas/pdf_writer.h"
+#include "canvas_test_support.h"
 
 namespace quillet {
 namespace {
@@ -29,24 +30,7 @@ bool HaveFonts() {
          fs::exists(kGyreDir + "texgyreheros-regular.otf");
 }
 
-// A fresh folder under the system's temporary folder, removed afterwards.
-struct TTempDir {
-  fs::path Path;
-  TTempDir() {
-    static int counter = 0;
-    Path = fs::temp_directory_path() / ("quillet-fonts-" + std::to_string(::getpid()) + "-" + std::to_string(counter++));
-    fs::create_directories(Path);
-  }
-  ~TTempDir() {
-    std::error_code ec;
-    fs::remove_all(Path, ec);
-  }
-  std::string Add(const std::string& From, const std::string& As) const {
-    fs::copy_file(From, Path / As);
-    return (Path / As).string();
-  }
-  std::string Str() const { return Path.string(); }
-};
+using test::TTempDir;
 
 TEST(FontManager, ResolveFontFileOrder) {
   if (!HaveFonts()) GTEST_SKIP() << "test fonts not installed";
@@ -150,16 +134,6 @@ TEST(FontManager, NamesEntriesAndFallsBack) {
   EXPECT_EQ(fonts.Warnings().size(), haveArial ? 1u : 2u);
 }
 
-std::string RunCommand(const std::string& Command) {
-  std::string out;
-  if (FILE* p = ::popen(Command.c_str(), "r")) {
-    char buf[4096];
-    for (size_t n; (n = std::fread(buf, 1, sizeof buf, p)) > 0;) out.append(buf, n);
-    ::pclose(p);
-  }
-  return out;
-}
-
 // The file's text with every Flate stream replaced by its inflated data (cut by its /Length).
 std::string InflatedPdf(const std::string& Path) {
   std::ifstream in(Path, std::ios::binary);
@@ -234,10 +208,10 @@ TEST(FontManager, WritesEmbeddedFontsThatReadersAccept) {
       EXPECT_NE(pdf.find("<< /Length1 " + std::to_string(subset.size()) + " /Filter /FlateDecode /Length "), std::string::npos);
       EXPECT_NE(pdf.find(std::string(subset.begin(), subset.end())), std::string::npos);
     }
-    EXPECT_NE(RunCommand("qpdf --check '" + out + "' 2>&1").find("No syntax or stream encoding errors"), std::string::npos);
-    const std::string list = RunCommand("pdffonts '" + out + "' 2>&1");
+    EXPECT_NE(test::RunTool("qpdf --check '" + out + "' 2>&1").find("No syntax or stream encoding errors"), std::string::npos);
+    const std::string list = test::RunTool("pdffonts '" + out + "' 2>&1");
     EXPECT_TRUE(std::regex_search(list, std::regex(c.FontsLine))) << list;
-    const std::string text = RunCommand("pdftotext '" + out + "' - 2>&1");
+    const std::string text = test::RunTool("pdftotext '" + out + "' - 2>&1");
     EXPECT_NE(text.find(c.Text.substr(0, 40)), std::string::npos) << text;
   }
 }

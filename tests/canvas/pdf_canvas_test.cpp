@@ -1,9 +1,7 @@
 // The PDF surface: operator lines byte for byte, and whole documents checked with outside tools.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
 
-#include <array>
 #include <cstdio>
 #include <filesystem>
 #include <functional>
@@ -12,44 +10,20 @@
 #include <string>
 
 #include "canvas/pdf_canvas.h"
+#include "canvas_test_support.h"
 
 namespace quillet {
 namespace {
 
 namespace fs = std::filesystem;
 
+using test::HaveTool;
+
 class PdfCanvasTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    Dir = fs::temp_directory_path() / ("quillet_pdf_canvas_" + std::to_string(::getpid()));
-    fs::create_directories(Dir);
-  }
-  void TearDown() override { fs::remove_all(Dir); }
-  std::string Path(const std::string& Name) const { return (Dir / Name).string(); }
-  fs::path Dir;
+  std::string Path(const std::string& Name) const { return Dir.File(Name); }
+  test::TTempDir Dir;
 };
-
-// Runs a command line and returns its standard output; Status gets the exit status.
-std::string Capture(const std::string& Command, int& Status) {
-  std::string out;
-  FILE* p = ::popen(Command.c_str(), "r");
-  if (!p) {
-    Status = -1;
-    return out;
-  }
-  std::array<char, 4096> buf{};
-  size_t n;
-  while ((n = std::fread(buf.data(), 1, buf.size(), p)) > 0) out.append(buf.data(), n);
-  const int rc = ::pclose(p);
-  Status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-  return out;
-}
-
-bool HaveTool(const char* Name) {
-  int status = 0;
-  Capture(std::string("command -v ") + Name + " >/dev/null 2>&1", status);
-  return status == 0;
-}
 
 TEST_F(PdfCanvasTest, ShapeOperatorsAreExact) {
   struct Case {
@@ -175,20 +149,20 @@ TEST_F(PdfCanvasTest, SelfTestDocumentsPassOutsideChecks) {
   PDFFontSelfTest(dejavu, font);
   int status = 0;
   for (const auto& f : {vec, text, font}) {
-    Capture("qpdf --check '" + f + "' 2>&1", status);
+    test::RunTool("qpdf --check '" + f + "' 2>&1", &status);
     EXPECT_EQ(status, 0) << f;
-    const std::string err = Capture("pdftoppm -r 30 -png '" + f + "' '" + Path("page") + "' 2>&1", status);
+    const std::string err = test::RunTool("pdftoppm -r 30 -png '" + f + "' '" + Path("page") + "' 2>&1", &status);
     EXPECT_EQ(status, 0) << f;
     EXPECT_EQ(err, "") << f;
   }
-  const std::string words = Capture("pdftotext -layout '" + text + "' - 2>&1", status);
+  const std::string words = test::RunTool("pdftotext -layout '" + text + "' - 2>&1", &status);
   for (const char* s : {"Türkçe: Şişli'de ığdır ağacı, ÇĞİÖŞÜ çğıöşü", "Καλημέρα κόσμε",
                         "Съешь же ещё этих мягких французских булок", "Grüße aus Köln, Straße", "l'œuvre",
                         "Plane: \xF0\x90\x8C\x80\xF0\x90\x8C\x81\xF0\x90\x8C\x82"})
     EXPECT_NE(words.find(s), std::string::npos) << s;
-  EXPECT_NE(Capture("pdftotext '" + font + "' - 2>&1", status).find("Pijamalı hasta yağız şoföre çabucak güvendi"),
+  EXPECT_NE(test::RunTool("pdftotext '" + font + "' - 2>&1", &status).find("Pijamalı hasta yağız şoföre çabucak güvendi"),
             std::string::npos);
-  const std::string fonts = Capture("pdffonts '" + text + "' 2>&1", status);
+  const std::string fonts = test::RunTool("pdffonts '" + text + "' 2>&1", &status);
   // name type encoding emb sub uni: every font an embedded, tagged TrueType subset with ToUnicode.
   std::istringstream lines(fonts);
   std::string line;

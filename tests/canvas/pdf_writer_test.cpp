@@ -10,23 +10,14 @@
 #include "base/file_io.h"
 #include "canvas/flate.h"
 #include "canvas/pdf_writer.h"
+#include "canvas_test_support.h"
 
 namespace quillet {
 namespace {
 
 namespace fs = std::filesystem;
 
-struct TTempDir {
-  fs::path Path = fs::temp_directory_path() / "pdfwriter.XXXXXX";
-  TTempDir() {
-    std::string t = Path.string();
-    if (!::mkdtemp(t.data())) throw std::runtime_error("mkdtemp failed");
-    Path = t;
-  }
-  ~TTempDir() { fs::remove_all(Path); }
-  std::string File(const char* Name) const { return (Path / Name).string(); }
-  size_t Count() const { return static_cast<size_t>(std::distance(fs::directory_iterator(Path), {})); }
-};
+using test::TTempDir;
 
 struct TFixedClock {  // 2023-11-14 22:13:20 UTC
   TFixedClock() { ::setenv("SOURCE_DATE_EPOCH", "1700000000", 1); }
@@ -194,16 +185,14 @@ TEST(PdfWriter, CrossReferenceAndStreamsReadBack) {
 }
 
 TEST(PdfWriter, QpdfFindsNoFault) {
-  if (std::system("command -v qpdf >/dev/null 2>&1") != 0) GTEST_SKIP() << "qpdf not installed";
+  if (!test::HaveTool("qpdf")) GTEST_SKIP() << "qpdf not installed";
   TTempDir dir;
   TPDFVectorWriter(dir.File("empty.pdf")).SaveToFile();
   for (int level : {0, 6, 12}) WriteSample(dir.File(("l" + std::to_string(level) + ".pdf").c_str()), level, false);
   for (const char* name : {"empty.pdf", "l0.pdf", "l6.pdf", "l12.pdf"}) {
-    FILE* pipe = ::popen(("qpdf --check '" + dir.File(name) + "' 2>&1").c_str(), "r");
-    ASSERT_NE(pipe, nullptr);
-    std::string out(4096, '\0');
-    out.resize(std::fread(out.data(), 1, out.size(), pipe));
-    EXPECT_EQ(::pclose(pipe), 0) << name << "\n" << out;
+    int status = -1;
+    const std::string out = test::RunTool("qpdf --check '" + dir.File(name) + "' 2>&1", &status);
+    EXPECT_EQ(status, 0) << name << "\n" << out;
   }
 }
 
