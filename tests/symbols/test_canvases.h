@@ -1,4 +1,4 @@
-// Canvases for symbol tests: one records every call with its arguments, one paints filled
+// Canvases for symbol tests: one records every call with its arguments, one also paints filled
 // rectangles into a grey bitmap that a barcode reader can scan.
 #pragma once
 
@@ -94,54 +94,40 @@ class TRecordingCanvas : public IRptCanvas {
   }
 };
 
-// Paints FillRect calls into an 8-bit grey image, Scale pixels per point, starting white. A pixel
-// is painted when its centre lies inside the rectangle, so rectangles meeting at an edge neither
-// overlap nor leave a gap. Texts are only collected; other shapes are ignored.
-class TRasterCanvas : public IRptCanvas {
+// Paints FillRect calls into an 8-bit grey image, Scale pixels per point, starting white, and
+// records every call like its base. A pixel is painted when its centre lies inside the rectangle,
+// so rectangles meeting at an edge neither overlap nor leave a gap. Other shapes are not painted.
+class TRasterCanvas : public TRecordingCanvas {
  public:
   TRasterCanvas(float WidthPt, float HeightPt, float Scale)
       : Width(static_cast<int>(std::lround(WidthPt * Scale))),
         Height(static_cast<int>(std::lround(HeightPt * Scale))),
-        FScale(Scale),
+        Scale(Scale),
         Pixels(static_cast<size_t>(Width) * Height, 255) {}
 
   const int Width;
   const int Height;
-  std::vector<std::string> Texts;
-
- private:
-  float FScale;
-
- public:
+  const float Scale;
   std::vector<uint8_t> Pixels;
 
-  uint8_t At(int X, int Y) const { return Pixels[static_cast<size_t>(Y) * Width + X]; }
+  // The texts drawn, in order.
+  std::vector<std::string> Texts() const {
+    std::vector<std::string> T;
+    for (const TCall& C : Calls)
+      if (C.Kind == TCallKind::DrawText) T.push_back(C.Text);
+    return T;
+  }
 
   void FillRect(const TRectF& R, TAlphaColor C) override {
+    TRecordingCanvas::FillRect(R, C);
     if (IsTranspColor(C)) return;
     const int Grey = (299 * ((C >> 16) & 0xFF) + 587 * ((C >> 8) & 0xFF) + 114 * (C & 0xFF)) / 1000;
-    auto Lo = [&](float V, int Max) { return std::clamp(static_cast<int>(std::ceil(V * FScale - 0.5f)), 0, Max); };
-    const int X0 = Lo(R.Left, Width), X1 = Lo(R.Right, Width), Y0 = Lo(R.Top, Height), Y1 = Lo(R.Bottom, Height);
+    auto Px = [&](float V, int Max) { return std::clamp(static_cast<int>(std::ceil(V * Scale - 0.5f)), 0, Max); };
+    const int X0 = Px(R.Left, Width), X1 = Px(R.Right, Width), Y0 = Px(R.Top, Height), Y1 = Px(R.Bottom, Height);
     for (int Y = Y0; Y < Y1; ++Y)
       std::fill(Pixels.begin() + static_cast<ptrdiff_t>(Y) * Width + X0,
                 Pixels.begin() + static_cast<ptrdiff_t>(Y) * Width + X1, static_cast<uint8_t>(Grey));
   }
-  void DrawText(const std::string& S, const TRectF&, const TRptFont&, TRptHorzAlign, TRptVertAlign, bool,
-                TAlphaColor) override {
-    Texts.push_back(S);
-  }
-  void BeginPage(float, float) override {}
-  void EndPage() override {}
-  void StrokeRect(const TRectF&, TAlphaColor, float) override {}
-  void DrawLine(const TPointF&, const TPointF&, TAlphaColor, float) override {}
-  void DrawRoundRect(const TRectF&, float, float, TAlphaColor, TAlphaColor, float) override {}
-  void DrawEllipse(const TRectF&, TAlphaColor, TAlphaColor, float) override {}
-  void FillPath(const std::vector<TPointF>&, TAlphaColor) override {}
-  TSizeF MeasureText(const std::string& S, const TRptFont& F) override {
-    return {0.5f * F.Size * static_cast<float>(S.size()), F.Size};
-  }
-  float MeasureWrappedHeight(const std::string&, float, const TRptFont& F) override { return F.Size; }
-  void DrawImage(const TRectF&, const TRptBitmap&, TRptImageScale) override {}
 };
 
 }  // namespace quillet::testing
