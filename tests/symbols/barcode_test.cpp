@@ -151,6 +151,7 @@ TEST(Barcode, RunListsOfUnreadableAndFramingCases) {
       // Start and stop "*" alone, read from the most significant bit: n w n n w n w n n.
       {"C39:", true, {1, 3, 1, 1, 3, 1, 3, 1, 1, 1, 1, 3, 1, 1, 3, 1, 3, 1, 1}},
       {"C39:*%", true, Runs("C39:%")},
+      {"C39:\xC4\xB1\xC3\xA9", true, Runs("C39:I")},  // upper-cased by code point: "ı" -> "I", "É" skipped
       // Four digits are below what readers accept, so the exact runs are the check.
       {"ITF:1234", true, {1, 1, 1, 1, 3, 1, 1, 3, 1, 1, 1, 1, 3, 3, 3, 1, 3, 1, 1, 3, 1, 1, 1, 3, 3, 1, 1}},
       {"ITF:123", true, Runs("ITF:0123")},
