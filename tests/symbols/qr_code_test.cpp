@@ -211,6 +211,7 @@ TEST(GenerateQRCode, MatchesZXingWhereverTheMaskAgrees) {
     auto TheirsDark = [&](int32_t R, int32_t C) { return Theirs.get(C, R); };
     if (FormatModules(OursDark) != FormatModules(TheirsDark)) {
       ++MaskDiffers;
+      ASSERT_EQ(DecodeMatrix(Ours), Data);  // our choice must still read
       continue;
     }
     ++Compared;
@@ -378,12 +379,14 @@ TEST(DrawQRCode, DrawnSquaresDecodeToTheText) {
   TRecordingCanvas Canvas;
   DrawQRCode(Canvas, Text, {0, 0, 580, 580}, kFore, 0);
   ASSERT_FALSE(Canvas.Fills.empty());
-  // Module size is a whole number here, so the squares map back onto a module grid.
-  const int32_t N = int32_t(std::lround(Canvas.Fills.front().R.Width() > 0 ? 580 / Canvas.Fills.front().R.Width() : 0));
+  // Every square is one module wide; its corner gives back the module's row and column.
+  const float M = Canvas.Fills.front().R.Width();
+  const int32_t N = int32_t(std::lround(580 / M));
   std::vector<uint8_t> Dark(size_t(N) * size_t(N), 0);
-  const float M = 580.0f / float(N);
-  for (const auto& F : Canvas.Fills) Dark[size_t(std::lround(F.R.Top / M)) * size_t(N) + size_t(std::lround(F.R.Left / M))] = 1;
-  const ZXing::Result Res = ReadModules(N, [&](int32_t R, int32_t C) { return Dark[size_t(R) * size_t(N) + size_t(C)] != 0; });
+  for (const auto& F : Canvas.Fills)
+    Dark[size_t(std::lround(F.R.Top / M)) * size_t(N) + size_t(std::lround(F.R.Left / M))] = 1;
+  const ZXing::Result Res =
+      ReadModules(N, [&](int32_t R, int32_t C) { return Dark[size_t(R) * size_t(N) + size_t(C)] != 0; });
   ASSERT_TRUE(Res.isValid());
   EXPECT_EQ(Res.text(), Text);
 }
