@@ -296,6 +296,48 @@ std::vector<int32_t> AlignmentPositions(int32_t Version) {
   return Result;
 }
 
+// The four penalty rules over the whole symbol, format and version information included.
+int32_t MaskPenalty(int32_t Size, const std::vector<uint8_t>& Modules) {
+  if (Size <= 0 || Modules.size() != size_t(Size) * size_t(Size)) return 0;
+  auto Get = [&](int32_t Row, int32_t Col) { return Modules[size_t(Row) * size_t(Size) + size_t(Col)]; };
+  int32_t Score = 0;
+  for (int Pass = 0; Pass < 2; ++Pass) {  // rows, then columns
+    for (int32_t Line = 0; Line < Size; ++Line) {
+      auto At = [&](int32_t K) { return Pass == 0 ? Get(Line, K) : Get(K, Line); };
+      int32_t Run = 1;
+      for (int32_t K = 1; K <= Size; ++K) {
+        if (K < Size && At(K) == At(K - 1)) {
+          ++Run;
+          continue;
+        }
+        if (Run >= 5) Score += 3 + (Run - 5);
+        Run = 1;
+      }
+      for (int32_t K = 0; K + 7 <= Size; ++K) {
+        if (!(At(K) && !At(K + 1) && At(K + 2) && At(K + 3) && At(K + 4) && !At(K + 5) && At(K + 6)))
+          continue;
+        // A side counts only when its four light modules all lie inside the symbol.
+        bool Before = K >= 4;
+        for (int32_t J = K - 4; Before && J < K; ++J) Before = !At(J);
+        bool After = K + 11 <= Size;
+        for (int32_t J = K + 7; After && J < K + 11; ++J) After = !At(J);
+        if (Before || After) Score += 40;
+      }
+    }
+  }
+  for (int32_t Y = 0; Y + 1 < Size; ++Y)
+    for (int32_t X = 0; X + 1 < Size; ++X) {
+      const uint8_t C = Get(Y, X);
+      if (C == Get(Y, X + 1) && C == Get(Y + 1, X) && C == Get(Y + 1, X + 1)) Score += 3;
+    }
+  int64_t Dark = 0;
+  for (uint8_t M : Modules) Dark += M;
+  const int64_t Total = int64_t(Size) * Size;
+  const int64_t Percent = Dark * 100 / Total;
+  Score += int32_t(10 * (std::llabs(Percent - 50) / 5));
+  return Score;
+}
+
 class TQRBuilder {
  public:
   explicit TQRBuilder(int32_t Version)
@@ -382,44 +424,7 @@ class TQRBuilder {
     SetFunction(FSize - 8, 8, true);  // the dark module
   }
 
-  int32_t Penalty() const {
-    int32_t Score = 0;
-    for (int Pass = 0; Pass < 2; ++Pass) {  // rows, then columns
-      for (int32_t Line = 0; Line < FSize; ++Line) {
-        auto At = [&](int32_t K) { return Pass == 0 ? Get(Line, K) : Get(K, Line); };
-        int32_t Run = 1;
-        for (int32_t K = 1; K <= FSize; ++K) {
-          if (K < FSize && At(K) == At(K - 1)) {
-            ++Run;
-            continue;
-          }
-          if (Run >= 5) Score += 3 + (Run - 5);
-          Run = 1;
-        }
-        for (int32_t K = 0; K + 7 <= FSize; ++K) {
-          if (!(At(K) && !At(K + 1) && At(K + 2) && At(K + 3) && At(K + 4) && !At(K + 5) && At(K + 6)))
-            continue;
-          // A side counts only when its four light modules all lie inside the symbol.
-          bool Before = K >= 4;
-          for (int32_t J = K - 4; Before && J < K; ++J) Before = !At(J);
-          bool After = K + 11 <= FSize;
-          for (int32_t J = K + 7; After && J < K + 11; ++J) After = !At(J);
-          if (Before || After) Score += 40;
-        }
-      }
-    }
-    for (int32_t Y = 0; Y + 1 < FSize; ++Y)
-      for (int32_t X = 0; X + 1 < FSize; ++X) {
-        const uint8_t C = Get(Y, X);
-        if (C == Get(Y, X + 1) && C == Get(Y + 1, X) && C == Get(Y + 1, X + 1)) Score += 3;
-      }
-    int64_t Dark = 0;
-    for (uint8_t M : FDark) Dark += M;
-    const int64_t Total = int64_t(FSize) * FSize;
-    const int64_t Percent = Dark * 100 / Total;
-    Score += int32_t(10 * (std::llabs(Percent - 50) / 5));
-    return Score;
-  }
+  int32_t Penalty() const { return MaskPenalty(FSize, FDark); }
 
  private:
   size_t Index(int32_t Row, int32_t Col) const { return size_t(Row) * size_t(FSize) + size_t(Col); }
@@ -466,6 +471,8 @@ class TQRBuilder {
 };
 
 }  // namespace
+
+int32_t QRMaskPenalty(const TQRMatrix& M) { return MaskPenalty(M.Size, M.Modules); }
 
 int32_t QRDataCapacityBits(int32_t Version) {
   if (Version < 1 || Version > 40) return 0;

@@ -102,6 +102,11 @@ TQRMatrix GenerateQRCode(std::span<const uint8_t> Data);
 // Text as its UTF-8 bytes, without a byte-order mark.
 TQRMatrix GenerateQRCode(std::string_view Text);
 
+// The score that mask selection minimises: runs of five or more in a line, 2 x 2 blocks of one
+// colour, finder-like 1:1:3:1:1 patterns with four light modules inside the symbol on one side,
+// and the distance of the dark share from half. 0 for an empty or malformed matrix.
+int32_t QRMaskPenalty(const TQRMatrix& M);
+
 // Data bits that version Version (1 to 40) holds at level L.
 int32_t QRDataCapacityBits(int32_t Version);
 

@@ -181,6 +181,66 @@ TEST(GenerateQRCode, TooLongRaisesWithLengthAndMode) {
   }
 }
 
+// Rows of '1' (dark) and '0'.
+TQRMatrix MatrixOf(const std::vector<std::string>& Rows) {
+  TQRMatrix M{int32_t(Rows.size()), {}};
+  for (const std::string& Row : Rows)
+    for (char Ch : Row) M.Modules.push_back(Ch == '1' ? 1 : 0);
+  return M;
+}
+
+TQRMatrix Transposed(const TQRMatrix& M) {
+  TQRMatrix T = M;
+  for (int32_t R = 0; R < M.Size; ++R)
+    for (int32_t C = 0; C < M.Size; ++C) T.Modules[size_t(C) * size_t(M.Size) + size_t(R)] = M.At(R, C);
+  return T;
+}
+
+// 11 x 11, all light but row 5.
+TQRMatrix LightWithRow5(const std::string& Row) {
+  std::vector<std::string> Rows(11, std::string(11, '0'));
+  Rows[5] = Row;
+  return MatrixOf(Rows);
+}
+
+// 11 x 11 checkerboard (61 dark) with Flips dark modules turned light; no runs, blocks or finder
+// patterns appear, so only the dark share scores.
+TQRMatrix Checkerboard(int Flips) {
+  std::vector<std::string> Rows(11, std::string(11, '0'));
+  for (int R = 0; R < 11; ++R)
+    for (int C = 0; C < 11; ++C) Rows[size_t(R)][size_t(C)] = (R + C) % 2 == 0 ? '1' : '0';
+  const int Cells[][2] = {{1, 1}, {3, 5}, {5, 9}, {7, 3}, {9, 7}, {5, 1}};
+  for (int I = 0; I < Flips; ++I) Rows[size_t(Cells[I][0])][size_t(Cells[I][1])] = '0';
+  return MatrixOf(Rows);
+}
+
+TEST(QRMaskPenalty, ScoresTheFourRules) {
+  // Light 11 x 11 with five dark modules in row 5: the ten light rows score 3 + 6 each, the
+  // five columns through a dark module 3 + 3, the six others 3 + 6; the dark share 5 * 100 div 121 = 4
+  // scores 10 * (46 div 5) = 90. Blocks: 80 away from row 5 plus 2 per light pair in row 5.
+  struct TCase {
+    const char* Name;
+    TQRMatrix M;
+    int32_t Expected;
+  };
+  const TCase Cases[] = {
+      {"all light 5 x 5: 10 runs, 16 blocks, 0 % dark", MatrixOf({"00000", "00000", "00000", "00000", "00000"}),
+       10 * 3 + 16 * 3 + 100},
+      {"all dark 5 x 5", MatrixOf({"11111", "11111", "11111", "11111", "11111"}), 10 * 3 + 16 * 3 + 100},
+      {"finder pattern at the left edge, light after it", LightWithRow5("10111010000"), 174 + 86 * 3 + 40 + 90},
+      {"finder pattern with light before it", LightWithRow5("00001011101"), 174 + 86 * 3 + 40 + 90},
+      // Two modules on either side: neither side has four inside the symbol.
+      {"finder pattern too close to both edges", LightWithRow5("00101110100"), 174 + 84 * 3 + 0 + 90},
+      {"finder pattern in a column", Transposed(LightWithRow5("10111010000")), 174 + 86 * 3 + 40 + 90},
+      {"checkerboard, 61 of 121 dark: 50 %", Checkerboard(0), 0},
+      {"60 of 121 dark: 49 %", Checkerboard(1), 0},
+      // 5500 div 121 = 45: the integer percentage is 5 away from half.
+      {"55 of 121 dark: 45 %", Checkerboard(6), 10},
+      {"empty", TQRMatrix{}, 0},
+  };
+  for (const TCase& Case : Cases) EXPECT_EQ(QRMaskPenalty(Case.M), Case.Expected) << Case.Name;
+}
+
 // Format information: the 15 modules beside the top-left finder.
 std::vector<bool> FormatModules(const std::function<bool(int32_t, int32_t)>& Dark) {
   std::vector<bool> Out;
