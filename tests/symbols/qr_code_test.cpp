@@ -349,6 +349,35 @@ TEST(TQRCodeEncoder, PropertiesReencode) {
   EXPECT_EQ(Res.text(), "Gr\xC3\xBC\xC3\x9F" "e \xE2\x82\xAC 5");
 }
 
+TEST(TQRCodeEncoder, EveryEncodingReadsBack) {
+  struct TCase {
+    TQRCodeEncoding Encoding;
+    std::string Data;
+    std::string Text;  // as the reader returns it
+  };
+  const std::string Latin = "Gr\xC3\xBC\xC3\x9F" "e";
+  const TCase Cases[] = {
+      {TQRCodeEncoding::qrAuto, "0042", "0042"},
+      {TQRCodeEncoding::qrAuto, Latin, Latin},
+      {TQRCodeEncoding::qrAuto, "5 \xE2\x82\xAC", "5 \xE2\x82\xAC"},  // beyond Latin-1: UTF-8
+      {TQRCodeEncoding::qrNumeric, "31415926", "31415926"},
+      {TQRCodeEncoding::qrAlphanumeric, "AB-12/CD", "AB-12/CD"},
+      {TQRCodeEncoding::qrISO88591, Latin, Latin},
+      {TQRCodeEncoding::qrUTF8NoBOM, Latin, Latin},
+      {TQRCodeEncoding::qrUTF8BOM, Latin, "\xEF\xBB\xBF" + Latin},
+      {TQRCodeEncoding::qrShift_JIS, "\xE6\x97\xA5\xE6\x9C\xAC", "\xE6\x97\xA5\xE6\x9C\xAC"},
+  };
+  for (const TCase& Case : Cases) {
+    SCOPED_TRACE(int(Case.Encoding));
+    TQRCodeEncoder E;
+    E.SetEncoding(Case.Encoding);
+    E.SetData(Case.Data);
+    const ZXing::Result Res = ReadModules(E.Rows(), [&](int32_t R, int32_t C) { return E.GetIsBlack(R, C); });
+    ASSERT_TRUE(Res.isValid());
+    EXPECT_EQ(Res.text(), Case.Text);
+  }
+}
+
 // Records the calls DrawQRCode makes; only FillRect is expected.
 class TRecordingCanvas : public IRptCanvas {
  public:
