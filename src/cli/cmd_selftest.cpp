@@ -7,6 +7,7 @@
 #include "canvas/font_manager.h"
 #include "canvas/pdf_canvas.h"
 #include "cli/cli.h"
+#include "symbols/elements_selftest.h"
 
 namespace quillet::cli {
 
@@ -30,6 +31,9 @@ int RunSelfTest(const TArgs& Args) {
   const std::string font = (dir / "font.pdf").string();
   PDFFontSelfTest(fontFile, font);
   made(font);
+  const std::string elements = (dir / "elements.pdf").string();
+  PDFElementsSelfTest(elements);
+  made(elements);
   return 0;
 }
 

@@ -9,6 +9,7 @@
 #include "canvas/pdf_canvas.h"
 #include "canvas/pdf_writer.h"
 #include "symbols/barcode.h"
+#include "symbols/qr_code.h"
 #include "symbols/table_draw.h"
 
 namespace quillet {
@@ -38,7 +39,7 @@ void PDFElementsSelfTest(const std::string& FileName) {
   C.Writer().SetInfoTitle("Quillet elements self-test");
   C.BeginPage(595, 842);
   const TRptFont Caption = RptFont("DejaVu Sans", 9, false, false);
-  C.DrawText("Barcodes, a table and a fitted image", Box(40, 30, 515, 20), RptFont("DejaVu Sans", 14, true, false),
+  C.DrawText("Barcodes, a table, a fitted image and a QR code", Box(40, 30, 515, 20), RptFont("DejaVu Sans", 14, true, false),
              rhaLeft, rvaTop, false, 0xFF1F3B57);
 
   struct TSample {
@@ -85,6 +86,14 @@ void PDFElementsSelfTest(const std::string& FileName) {
   C.DrawImage(ImageBox, GradientBitmap(64, 40), risFit);
   C.DrawText("DrawImage, fitted into its box", Box(340, TableTop + 84, 215, 14), Caption, rhaLeft, rvaTop, false,
              0xFF000000);
+
+  const TRectF QRBox = Box(kElementsSelfTestQRLeft, kElementsSelfTestQRTop, kElementsSelfTestQRSize,
+                           kElementsSelfTestQRSize);
+  DrawQRCode(C, kElementsSelfTestQRText, QRBox, 0xFF000000, 0xFFFFFFFF);
+  C.DrawText("DrawQRCode, UTF-8 text at level L:", Box(130, kElementsSelfTestQRTop + 20, 425, 14), Caption, rhaLeft,
+             rvaTop, false, 0xFF000000);
+  C.DrawText(kElementsSelfTestQRText, Box(130, kElementsSelfTestQRTop + 36, 425, 14), Caption, rhaLeft, rvaTop, false,
+             0xFF606060);
   C.EndPage();
   C.SaveToFile();
 }

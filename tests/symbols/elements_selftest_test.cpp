@@ -96,6 +96,19 @@ TEST(ElementsSelfTest, PagePassesOutsideChecksAndEveryBarcodeReads) {
     EXPECT_EQ(R.format(), Rows[i].Format) << ZXing::ToString(R.format());
     EXPECT_EQ(R.text(), Rows[i].Text);
   }
+
+  ZXing::DecodeHints QRHints;
+  QRHints.setFormats(ZXing::BarcodeFormat::QRCode);
+  const int QRTop = static_cast<int>(kElementsSelfTestQRTop - 10) * Scale;
+  const int QRLeft = static_cast<int>(kElementsSelfTestQRLeft - 10) * Scale;
+  const int QRSide = static_cast<int>(kElementsSelfTestQRSize + 20) * Scale;
+  ASSERT_LE(QRTop + QRSide, Page.Height);
+  const ZXing::Result QR = ZXing::ReadBarcode(
+      ZXing::ImageView(Page.Pixels.data() + static_cast<size_t>(QRTop) * Page.Width + QRLeft, QRSide, QRSide,
+                       ZXing::ImageFormat::Lum, Page.Width),
+      QRHints);
+  EXPECT_EQ(QR.format(), ZXing::BarcodeFormat::QRCode);
+  EXPECT_EQ(QR.text(), kElementsSelfTestQRText);
 }
 
 }  // namespace
