@@ -11,7 +11,7 @@ packages=(
   libzxing-dev
   # tests, sanitizers and fuzzing; fonts and PDF tools the tests check output with
   libgtest-dev clang-14 libclang-rt-14-dev libfreetype-dev qpdf poppler-utils
-  fonts-dejavu-core fonts-liberation2 fonts-texgyre
+  fonts-dejavu-core fonts-dejavu-extra fonts-liberation2 fonts-texgyre
 )
 
 missing=()

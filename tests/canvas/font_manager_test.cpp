@@ -26,7 +26,8 @@ const std::string kLiberationDir = "/usr/share/fonts/truetype/liberation2/";
 const std::string kGyreDir = "/usr/share/texmf/fonts/opentype/public/tex-gyre/";
 
 bool HaveFonts() {
-  return fs::exists(kDejaVuDir + "DejaVuSans.ttf") && fs::exists(kLiberationDir + "LiberationSans-Regular.ttf") &&
+  return fs::exists(kDejaVuDir + "DejaVuSans.ttf") && fs::exists(kDejaVuDir + "DejaVuSans-ExtraLight.ttf") &&
+         fs::exists(kLiberationDir + "LiberationSans-Regular.ttf") &&
          fs::exists(kGyreDir + "texgyreheros-regular.otf");
 }
 
