@@ -14,7 +14,7 @@
 #include "base/utf8.h"
 #include "canvas/font_manager.h"
 #include "canvas/pdf_writer.h"
-#include "canvas_test_support.h"
+#include "../support/test_support.h"
 
 namespace quillet {
 namespace {

@@ -10,7 +10,7 @@
 #include <string>
 
 #include "canvas/pdf_canvas.h"
-#include "canvas_test_support.h"
+#include "../support/test_support.h"
 
 namespace quillet {
 namespace {

@@ -10,7 +10,7 @@
 #include "base/file_io.h"
 #include "canvas/flate.h"
 #include "canvas/pdf_writer.h"
-#include "canvas_test_support.h"
+#include "../support/test_support.h"
 
 namespace quillet {
 namespace {

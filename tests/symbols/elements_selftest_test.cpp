@@ -1,8 +1,6 @@
 #include "symbols/elements_selftest.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 // text() gives UTF-8.
 #define ZX_USE_UTF8 1
@@ -11,29 +9,15 @@
 #include <ZXing/ImageView.h>
 #include <ZXing/ReadBarcode.h>
 
-#include <array>
-#include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <vector>
 
+#include "../support/test_support.h"
+
 namespace quillet {
 namespace {
-
-namespace fs = std::filesystem;
-
-int RunCommand(const std::string& Command, std::string& Output) {
-  Output.clear();
-  FILE* P = ::popen(Command.c_str(), "r");
-  if (!P) return -1;
-  std::array<char, 4096> Buf{};
-  size_t N;
-  while ((N = std::fread(Buf.data(), 1, Buf.size(), P)) > 0) Output.append(Buf.data(), N);
-  const int Rc = ::pclose(P);
-  return WIFEXITED(Rc) ? WEXITSTATUS(Rc) : -1;
-}
 
 struct TGrey {
   int Width = 0, Height = 0;
@@ -55,19 +39,18 @@ TGrey ReadPgm(const std::string& Path) {
 }
 
 TEST(ElementsSelfTest, PagePassesOutsideChecksAndEveryBarcodeReads) {
-  std::string Out;
-  if (RunCommand("command -v qpdf >/dev/null && command -v pdftoppm >/dev/null", Out) != 0)
-    GTEST_SKIP() << "qpdf and pdftoppm are needed";
-  const fs::path Dir = fs::temp_directory_path() / ("quillet_elements_" + std::to_string(::getpid()));
-  fs::create_directories(Dir);
-  const std::string Pdf = (Dir / "elements.pdf").string();
+  if (!test::HaveTool("qpdf") || !test::HaveTool("pdftoppm")) GTEST_SKIP() << "qpdf and pdftoppm are needed";
+  const test::TTempDir Dir;
+  const std::string Pdf = Dir.File("elements.pdf");
+  int Status = -1;
   PDFElementsSelfTest(Pdf);
-  EXPECT_EQ(RunCommand("qpdf --check '" + Pdf + "' 2>&1", Out), 0) << Out;
+  std::string Out = test::RunTool("qpdf --check '" + Pdf + "' 2>&1", &Status);
+  EXPECT_EQ(Status, 0) << Out;
   constexpr int Dpi = 216;  // 3 pixels per unit
-  EXPECT_EQ(RunCommand("pdftoppm -r 216 -gray -singlefile '" + Pdf + "' '" + (Dir / "page").string() + "' 2>&1", Out), 0);
+  Out = test::RunTool("pdftoppm -r 216 -gray -singlefile '" + Pdf + "' '" + Dir.File("page") + "' 2>&1", &Status);
+  EXPECT_EQ(Status, 0);
   EXPECT_EQ(Out, "");
-  const TGrey Page = ReadPgm((Dir / "page.pgm").string());
-  fs::remove_all(Dir);
+  const TGrey Page = ReadPgm(Dir.File("page.pgm"));
   ASSERT_EQ(Page.Width, 595 * Dpi / 72);
 
   struct Expect {

@@ -1,4 +1,4 @@
-// Helpers shared by the canvas tests: temporary folders, and the outside tools that check what
+// Helpers shared by the tests: temporary folders, and the outside tools that check what
 // we write (qpdf, poppler's pdftotext, pdffonts and pdftoppm).
 #pragma once
 
