@@ -1,0 +1,98 @@
+// A data set over a CSV file (RFC 4180, UTF-8 with optional byte-order mark, header row).
+// Column types come from one streaming pre-pass; records are then read from the file on demand,
+// never loaded whole: the cursor keeps the previous record's offset for Prior and the last
+// record's offset for Last, and bookmarks are file offsets.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "data/data_set.h"
+
+namespace quillet {
+
+// Reads CSV records from a file at byte offsets. Malformed quoting raises EQuilletError naming
+// the file and the offset of the record.
+class TCsvReader {
+ public:
+  explicit TCsvReader(std::string FileName);
+  ~TCsvReader();
+  TCsvReader(const TCsvReader&) = delete;
+  TCsvReader& operator=(const TCsvReader&) = delete;
+
+  // Offset just after a leading byte-order mark (0 without one).
+  int64_t DataStart() const noexcept { return FBomSize; }
+  void Seek(int64_t Offset);
+  int64_t Position() const noexcept { return FPos; }
+  // Reads the next record, skipping empty lines; false at the end of the file. Start receives
+  // the offset of the record's first byte.
+  bool ReadRecord(std::vector<std::string>& Cells, int64_t& Start);
+  void SkipBlankLines();
+
+ private:
+  int Get();
+  int Peek();
+  [[noreturn]] void Fail(const std::string& Problem, int64_t Offset) const;
+
+  std::string FFileName;
+  std::FILE* FFile = nullptr;
+  int64_t FBomSize = 0;
+  int64_t FPos = 0;  // file offset of FBuf[FBufPos]
+  std::vector<char> FBuf;
+  size_t FBufPos = 0, FBufLen = 0;
+};
+
+class TCsvDataSet : public TDataSet {
+ public:
+  TCsvDataSet(std::string Name, std::string FileName);
+  ~TCsvDataSet() override;
+
+  const std::string& FileName() const noexcept { return FFileName; }
+  int64_t RecordCount();  // from the pre-pass
+
+  void SetMaster(TDataSet* Master, std::string DetailField, std::string MasterField) override;
+
+ protected:
+  void DoOpen() override;
+  void DoClose() override;
+  void DoUpdateFieldDefs() override;
+  bool DoFirst() override;
+  bool DoNext() override;
+  bool DoPrior() override;
+  bool DoLast() override;
+  int64_t DoGetBookmark() override;
+  bool DoGotoBookmark(int64_t Pos) override;
+
+ private:
+  struct TScan {
+    std::vector<TFieldDef> Defs;
+    int64_t DataStart = 0;
+    int64_t Count = 0;
+    int64_t LastOff = -1, SecondLastOff = -1;
+  };
+  static constexpr int64_t kUnknown = -2;  // FPrevOff when the previous record was not kept
+
+  void Scan();
+  void ReadAt(int64_t Offset);  // loads the record at Offset into FRecord
+  void Convert();
+  int64_t FindPreceding(int64_t Offset, int64_t& BeforeThat);
+  void BuildIndex();
+
+  std::string FFileName;
+  bool FScanned = false;
+  TScan FScan;
+  std::unique_ptr<TCsvReader> FReader;
+  std::vector<std::string> FCells;
+  int64_t FCurOff = -1, FNextOff = -1, FPrevOff = kUnknown;
+  // Master/detail view: record offsets of the current master key, ascending.
+  bool FFiltered = false;
+  std::vector<int64_t> FView;
+  size_t FViewPos = 0;
+  bool FIndexBuilt = false;
+  std::unordered_map<std::string, std::vector<int64_t>> FIndex;
+};
+
+}  // namespace quillet
