@@ -218,7 +218,7 @@ void TCsvDataSet::DoOpen() {
   FFieldDefs = FScan.Defs;
   FReader = std::make_unique<TCsvReader>(FFileName);
   FCurOff = FNextOff = -1;
-  FPrevOff = kUnknown;
+  FBack.clear();
   FFiltered = false;
   FIndexBuilt = false;
 }
@@ -257,16 +257,15 @@ void TCsvDataSet::ReadAt(int64_t Offset) {
   Convert();
 }
 
-int64_t TCsvDataSet::FindPreceding(int64_t Offset, int64_t& BeforeThat) {
-  // Only reached when the one kept look-back is used up: walk from the top.
+void TCsvDataSet::FillBack() {
+  constexpr size_t kBatch = 64;
+  FBack.clear();
   FReader->Seek(FScan.DataStart);
-  int64_t prev = -1, prevprev = -1, start = 0;
-  while (FReader->ReadRecord(FCells, start) && start < Offset) {
-    prevprev = prev;
-    prev = start;
+  int64_t start = 0;
+  while (FReader->ReadRecord(FCells, start) && start < FCurOff) {
+    if (FBack.size() == 2 * kBatch) FBack.erase(FBack.begin(), FBack.begin() + kBatch);
+    FBack.push_back(start);
   }
-  BeforeThat = prevprev;
-  return prev;
 }
 
 void TCsvDataSet::BuildIndex() {
@@ -300,7 +299,7 @@ bool TCsvDataSet::DoFirst() {
   }
   if (FScan.Count == 0) return false;
   ReadAt(FScan.DataStart);
-  FPrevOff = -1;
+  FBack.clear();
   return true;
 }
 
@@ -313,7 +312,8 @@ bool TCsvDataSet::DoNext() {
   if (FCurOff >= FScan.LastOff) return false;
   int64_t cur = FCurOff;
   ReadAt(FNextOff);
-  FPrevOff = cur;
+  if (FBack.size() >= 128) FBack.erase(FBack.begin(), FBack.end() - 1);
+  FBack.push_back(cur);
   return true;
 }
 
@@ -324,11 +324,11 @@ bool TCsvDataSet::DoPrior() {
     return true;
   }
   if (FCurOff <= FScan.DataStart) return false;
-  int64_t target = FPrevOff, before = kUnknown;
-  if (target == kUnknown) target = FindPreceding(FCurOff, before);
-  if (target < 0) return false;
+  if (FBack.empty()) FillBack();
+  if (FBack.empty()) return false;
+  int64_t target = FBack.back();
+  FBack.pop_back();
   ReadAt(target);
-  FPrevOff = target == FScan.DataStart ? -1 : before;
   return true;
 }
 
@@ -341,7 +341,8 @@ bool TCsvDataSet::DoLast() {
   }
   if (FScan.Count == 0) return false;
   ReadAt(FScan.LastOff);
-  FPrevOff = FScan.SecondLastOff;
+  FBack.clear();
+  if (FScan.SecondLastOff >= 0) FBack.push_back(FScan.SecondLastOff);
   return true;
 }
 
@@ -357,7 +358,7 @@ bool TCsvDataSet::DoGotoBookmark(int64_t Pos) {
   }
   if (Pos < FScan.DataStart || Pos > FScan.LastOff) return false;
   ReadAt(Pos);
-  FPrevOff = Pos == FScan.DataStart ? -1 : kUnknown;
+  FBack.clear();
   return true;
 }
 

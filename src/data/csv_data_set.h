@@ -1,6 +1,6 @@
 // A data set over a CSV file (RFC 4180, UTF-8 with optional byte-order mark, header row).
 // Column types come from one streaming pre-pass; records are then read from the file on demand,
-// never loaded whole: the cursor keeps the previous record's offset for Prior and the last
+// never loaded whole: the cursor keeps the previous records' offsets for Prior and the last
 // record's offset for Last, and bookmarks are file offsets.
 #pragma once
 
@@ -73,12 +73,11 @@ class TCsvDataSet : public TDataSet {
     int64_t Count = 0;
     int64_t LastOff = -1, SecondLastOff = -1;
   };
-  static constexpr int64_t kUnknown = -2;  // FPrevOff when the previous record was not kept
 
   void Scan();
   void ReadAt(int64_t Offset);  // loads the record at Offset into FRecord
   void Convert();
-  int64_t FindPreceding(int64_t Offset, int64_t& BeforeThat);
+  void FillBack();
   void BuildIndex();
 
   std::string FFileName;
@@ -86,7 +85,11 @@ class TCsvDataSet : public TDataSet {
   TScan FScan;
   std::unique_ptr<TCsvReader> FReader;
   std::vector<std::string> FCells;
-  int64_t FCurOff = -1, FNextOff = -1, FPrevOff = kUnknown;
+  int64_t FCurOff = -1, FNextOff = -1;
+  // Offsets of the records right before the current one, ascending (FBack.back() is the
+  // previous record). Next keeps it short; when Prior runs out it is refilled by one scan from
+  // the top, with a batch of offsets so that a backward walk is not quadratic.
+  std::vector<int64_t> FBack;
   // Master/detail view: record offsets of the current master key, ascending.
   bool FFiltered = false;
   std::vector<int64_t> FView;

@@ -42,6 +42,37 @@ TEST(CsvDataSet, MovementForEverySizeAndLineEnding) {
   }
 }
 
+TEST(CsvDataSet, RecordsAcrossReadBufferBoundaries) {
+  // Cells of irregular length (some quoted over several lines) put record starts and quote
+  // pairs on every side of the reader's buffer edges.
+  TTempDir dir;
+  const int n = 1500;
+  auto cellOf = [](int i) {
+    std::string s(static_cast<size_t>((i * 7919) % 300), static_cast<char>('a' + i % 26));
+    if (i % 5 == 0) s += "\n\"q\",";
+    return s;
+  };
+  std::string text = "id,text\r\n";
+  for (int i = 1; i <= n; ++i) {
+    std::string c = cellOf(i), quoted;
+    for (char ch : c) quoted += ch == '"' ? std::string("\"\"") : std::string(1, ch);
+    text += std::to_string(i) + ",\"" + quoted + "\"\r\n";
+  }
+  ASSERT_GT(text.size(), 3u * 64 * 1024);
+  TCsvDataSet ds("T", dir.Write("big.csv", text));
+  ds.Open();
+  int i = 0;
+  for (ds.First(); !ds.Eof(); ds.Next()) {
+    ++i;
+    ASSERT_EQ(testing_data::IdOf(ds), i);
+    ASSERT_EQ(ds.Fields(1).DisplayText(), cellOf(i)) << i;
+  }
+  EXPECT_EQ(i, n);
+  ds.Last();
+  for (int k = n; k > n - 40; --k, ds.Prior()) ASSERT_EQ(ds.Fields(1).DisplayText(), cellOf(k)) << k;
+  CheckMovement(ds, n);
+}
+
 TEST(CsvDataSet, QuotingEdgeCases) {
   struct Case {
     const char* Name;
