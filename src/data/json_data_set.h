@@ -25,7 +25,7 @@ class TJsonDataSet : public TMemDataSet {
 };
 
 // Parses JSON text (an array of objects) into field defs and rows; FileName names the source
-// in errors. Exposed for the fuzz target.
+// in errors. Works on text already in memory, so callers can parse JSON from any source.
 void ParseJsonRecords(std::string_view Text, const std::string& FileName, std::vector<TFieldDef>& Defs,
                       std::vector<std::vector<TExprValue>>& Rows);
 

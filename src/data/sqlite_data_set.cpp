@@ -329,11 +329,10 @@ bool TSqliteDataSet::DoNext() { return Goto(FRow + 1); }
 bool TSqliteDataSet::DoPrior() { return Goto(FRow - 1); }
 
 bool TSqliteDataSet::DoLast() {
-  if (FCount < 0) {
-    if (FStmtRow < FRow) Goto(FRow);
+  // The statement is never behind the current row, so stepping it to its end counts the rows.
+  if (FCount < 0)
     while (StepOne()) {
     }
-  }
   return FCount > 0 && Goto(FCount - 1);
 }
 
