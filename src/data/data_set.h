@@ -99,7 +99,8 @@ class TDataSet {
   // True when a record is current (false on an empty set or before First).
   bool HasRecord() const noexcept { return FHasRecord; }
 
-  // Fields of the open set (none while closed).
+  // Fields of the open set (none while closed). Field objects live until the set closes; look
+  // them up again after reopening.
   int FieldCount() const noexcept { return FActive ? static_cast<int>(FFields.size()) : 0; }
   // Raises EQuilletError when Index is out of range.
   TField& Fields(int Index);
