@@ -69,6 +69,13 @@ void ParseJsonRecords(std::string_view Text, const std::string& FileName, std::v
     auto p = msg.find("] ");
     if (p != std::string::npos) msg.erase(0, p + 2);
     Fail(FileName, msg, static_cast<int64_t>(e.byte));
+  } catch (const json::exception& e) {
+    // Anything else the parser raises (a number beyond the range of a double, say) is bad data
+    // too, never an escape past the caller.
+    std::string msg = e.what();
+    auto p = msg.find("] ");
+    if (p != std::string::npos) msg.erase(0, p + 2);
+    Fail(FileName, msg);
   }
   if (!doc.is_array()) Fail(FileName, "expected an array of objects");
 

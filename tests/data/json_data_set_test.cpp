@@ -76,6 +76,7 @@ TEST(JsonDataSet, MalformedInputRaisesWithFile) {
       {"[{\"a\":1}, \"x\"]", "element 1 is not an object"},
       {"", "parse error"},
       {"[{\"a\": \"\xFF\"}]", "parse error"},
+      {"[{\"a\": 1e400}]", "number overflow"},
       {std::string(10000, '[') + std::string(10000, ']'), "nesting"},
   };
   TTempDir dir;
