@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# The main job: builds Quillet and runs it over the example reports.
+# The main job: builds Quillet, lists the structure of every example report and writes the PDF
+# self-test pages (shapes, text, an embedded font, barcodes, a QR code and a table).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
@@ -10,3 +11,4 @@ for f in examples/*.qdr; do
   build/quillet check "$f" > "out/$name.txt"
   echo "checked $f -> out/$name.txt" >&2
 done
+build/quillet selftest out/selftest
