@@ -165,7 +165,7 @@ TEST(CsvDataSet, MalformedInputRaisesWithFileAndOffset) {
     }
     EXPECT_FALSE(ds.Active());
   }
-  TCsvDataSet missing("T", dir.PathOf("none.csv"));
+  TCsvDataSet missing("T", dir.File("none.csv"));
   EXPECT_THROW(missing.Open(), EQuilletError);
   EXPECT_THROW(missing.FieldDefs(), EQuilletError);
 }

@@ -1,4 +1,4 @@
-// Shared checks for every data-set implementation, plus temporary-folder helpers.
+// Shared checks for every data-set implementation.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -9,33 +9,11 @@
 #include <vector>
 
 #include "data/data_set.h"
+#include "../support/test_support.h"
 
 namespace quillet::testing_data {
 
-// A folder removed with its contents when the test ends.
-class TTempDir {
- public:
-  TTempDir() {
-    auto base = std::filesystem::temp_directory_path();
-    for (int i = 0;; ++i) {
-      FPath = base / ("quillet_data_" + std::to_string(::getpid()) + "_" + std::to_string(i));
-      if (std::filesystem::create_directory(FPath)) break;
-    }
-  }
-  ~TTempDir() {
-    std::error_code ec;
-    std::filesystem::remove_all(FPath, ec);
-  }
-  std::string Write(const std::string& FileName, const std::string& Bytes) const {
-    auto p = FPath / FileName;
-    std::ofstream(p, std::ios::binary) << Bytes;
-    return p.string();
-  }
-  std::string PathOf(const std::string& FileName) const { return (FPath / FileName).string(); }
-
- private:
-  std::filesystem::path FPath;
-};
+using test::TTempDir;
 
 inline int64_t IdOf(TDataSet& Ds) {
   TField* f = Ds.FindField("id");

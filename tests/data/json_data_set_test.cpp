@@ -93,7 +93,7 @@ TEST(JsonDataSet, MalformedInputRaisesWithFile) {
     }
     EXPECT_FALSE(ds.Active());
   }
-  TJsonDataSet missing("T", dir.PathOf("none.json"));
+  TJsonDataSet missing("T", dir.File("none.json"));
   EXPECT_THROW(missing.Open(), EQuilletError);
 }
 

@@ -14,7 +14,7 @@ using testing_data::TTempDir;
 
 // Creates a database file by running Script.
 std::string MakeDb(const TTempDir& Dir, const std::string& FileName, const std::string& Script) {
-  std::string path = Dir.PathOf(FileName);
+  std::string path = Dir.File(FileName);
   sqlite3* db = nullptr;
   EXPECT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
   char* err = nullptr;
@@ -158,7 +158,7 @@ TEST(SqliteDataSet, BadQueriesAndFilesRaiseNamingTheFile) {
       {db, "SELECT a FROM t; SELECT a FROM t", "one SQL statement"},
       {db, "", "empty"},
       {db, "DELETE FROM t", "no columns"},
-      {dir.PathOf("missing.db"), "SELECT 1", "Cannot open database"},
+      {dir.File("missing.db"), "SELECT 1", "Cannot open database"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.Sql);

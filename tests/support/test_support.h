@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
 #include <string>
 
@@ -29,6 +30,11 @@ class TTempDir {
 
   std::string Str() const { return Path.string(); }
   std::string File(const std::string& Name) const { return (Path / Name).string(); }
+  // Writes Bytes into the folder under Name; returns the path.
+  std::string Write(const std::string& Name, const std::string& Bytes) const {
+    std::ofstream(Path / Name, std::ios::binary) << Bytes;
+    return File(Name);
+  }
   // Copies the file From into the folder under the name As; returns the new path.
   std::string Add(const std::string& From, const std::string& As) const {
     std::filesystem::copy_file(From, Path / As);
