@@ -1,0 +1,320 @@
+// TReportEngine: the component an application uses to run a report. It holds the report file,
+// the data sets that feed it, named string variables, PDF document information and the event
+// hooks; it resolves element texts (fields, variables, [expression] templates, aggregates); its
+// band walker turns a report definition into pages on any IRptCanvas; and its drivers make PDF
+// files from one or several reports.
+//
+//   TReportEngine engine;
+//   engine.SetDataSource("Orders", &orders);   // data sets stay owned by the application
+//   engine.SetVariable("Company", "Acme");
+//   engine.ExportPDF("invoice.qdr", "invoice.pdf");
+//
+// One engine runs one report at a time on the calling thread; separate engines may run on
+// separate threads.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "base/error.h"
+#include "canvas/rpt_canvas.h"
+#include "expr/expr_evaluator.h"
+#include "registration/component.h"
+#include "reportdef/report_model.h"
+
+namespace quillet {
+
+class TDataSet;
+class TReportEngine;
+class TPdfRptCanvas;
+
+// Raised out of a run when an OnBeforePage handler cancels it (or RequestCancel was called).
+class EReportCancelled : public EQuilletError {
+ public:
+  EReportCancelled() : EQuilletError("Rapor kullanici tarafindan durduruldu") {}
+};
+
+// Running totals of one field.
+struct TAggrAccum {
+  int64_t Count = 0;  // records accumulated, null and non-numeric values included
+  double Sum = 0;
+  double Min = 0;  // valid only when HasValue
+  double Max = 0;
+  bool HasValue = false;  // at least one numeric value was seen
+};
+
+enum TAggrScope : int32_t { asNone, asGroup, asAll };
+
+using TAggrTable = std::unordered_map<std::string, TAggrAccum>;
+
+// How one walker pass runs: see TReportEngine::RunPass.
+struct TRenderPass {
+  bool CountOnly = false;        // count pages only: nothing drawn, no events
+  bool FireEvents = false;       // page events fire (PDF export and vector printing)
+  int32_t TotalPages = 0;        // known total from a counting pass, 0 = unknown
+  std::string TotalPagesText;    // what the "TotalPages" variable reads during the pass ("?" when counting)
+};
+
+using TNotifyEvent = std::function<void(TReportEngine& Sender)>;
+using TRptPageRenderedEvent = std::function<void(TReportEngine& Sender, int32_t PageNum, int32_t TotalPages)>;
+using TRptBeforePageEvent =
+    std::function<void(TReportEngine& Sender, int32_t PageNum, int32_t TotalPages, bool& Cancel)>;
+// Where messages for the user go (ShowReport on this platform). The default writes to stderr.
+using TMessageHook = std::function<void(const std::string& Message)>;
+
+class TReportEngine : public TComponent {
+ public:
+  explicit TReportEngine(TComponent* Owner = nullptr);
+  ~TReportEngine() override;
+
+  // ---- Properties -------------------------------------------------------------------------
+
+  // The report definition (.qdr) that the parameterless operations run.
+  const std::string& ReportFile() const noexcept { return FReportFile; }
+  void SetReportFile(std::string Value) { FReportFile = std::move(Value); }
+  // Default output of ShowReport().
+  const std::string& OutputFile() const noexcept { return FOutputFile; }
+  void SetOutputFile(std::string Value) { FOutputFile = std::move(Value); }
+  // Explicit path of the external designer program.
+  const std::string& DesignerExe() const noexcept { return FDesignerExe; }
+  void SetDesignerExe(std::string Value) { FDesignerExe = std::move(Value); }
+  // The package's marker component, if one is placed beside the engine.
+  TComponent* Scrivel() const noexcept { return FScrivel; }
+  void SetScrivel(TComponent* Value);
+
+  // The main data set: what an empty data-source name means. Not owned.
+  TDataSet* DataSource() const noexcept { return FDataSource; }
+  void SetDataSource(TDataSet* Value) noexcept { FDataSource = Value; }
+
+  // Raster resolutions for preview, printing and image export, kept within 72 .. 600.
+  int32_t PreviewDPI() const noexcept { return FPreviewDPI; }
+  int32_t PrintDPI() const noexcept { return FPrintDPI; }
+  int32_t ExportDPI() const noexcept { return FExportDPI; }
+  void SetPreviewDPI(int32_t Value) noexcept;
+  void SetPrintDPI(int32_t Value) noexcept;
+  void SetExportDPI(int32_t Value) noexcept;
+
+  // PDF document information; an empty value means: take the report's own.
+  const std::string& PdfTitle() const noexcept { return FPdfTitle; }
+  const std::string& PdfAuthor() const noexcept { return FPdfAuthor; }
+  const std::string& PdfSubject() const noexcept { return FPdfSubject; }
+  const std::string& PdfKeywords() const noexcept { return FPdfKeywords; }
+  const std::string& PdfCreator() const noexcept { return FPdfCreator; }
+  void SetPdfTitle(std::string V) { FPdfTitle = std::move(V); }
+  void SetPdfAuthor(std::string V) { FPdfAuthor = std::move(V); }
+  void SetPdfSubject(std::string V) { FPdfSubject = std::move(V); }
+  void SetPdfKeywords(std::string V) { FPdfKeywords = std::move(V); }
+  void SetPdfCreator(std::string V) { FPdfCreator = std::move(V); }
+
+  // PDF output settings: the Flate level of content streams (0 none … 12, default 6) and folders
+  // searched for font files before the system's fonts.
+  int PdfCompressionLevel() const noexcept { return FPdfCompressionLevel; }
+  void SetPdfCompressionLevel(int Level);
+  const std::vector<std::string>& FontDirs() const noexcept { return FFontDirs; }
+  void SetFontDirs(std::vector<std::string> Dirs) { FFontDirs = std::move(Dirs); }
+  // Tolerated damage of the last PDF export (substituted fonts), at most 100 lines.
+  const std::vector<std::string>& Warnings() const noexcept { return FWarnings; }
+
+  // ---- Events -----------------------------------------------------------------------------
+
+  TNotifyEvent OnBeforeRender;
+  TNotifyEvent OnAfterRender;
+  // Before each page of a drawing pass; setting Cancel stops the run with EReportCancelled.
+  TRptBeforePageEvent OnBeforePage;
+  TRptPageRenderedEvent OnPageRendered;
+
+  void SetMessageHook(TMessageHook Hook) { FMessageHook = std::move(Hook); }
+  // Asks the running report to stop: the next page it begins (counting passes included) raises
+  // EReportCancelled. Safe to call from another thread or a signal handler.
+  void RequestCancel() noexcept { FCancelRequested.store(true, std::memory_order_relaxed); }
+  bool CancelRequested() const noexcept { return FCancelRequested.load(std::memory_order_relaxed); }
+  void ClearCancel() noexcept { FCancelRequested.store(false, std::memory_order_relaxed); }
+
+  // ---- Data sources and variables ---------------------------------------------------------
+
+  // Adds or replaces a named data set (names are case-sensitive). Not owned.
+  void SetDataSource(const std::string& Name, TDataSet* DataSet);
+  // "" gives the main data set; otherwise the named one or nullptr.
+  TDataSet* GetDataSource(const std::string& Name) const;
+  void ClearDataSources() { FNamedDataSources.clear(); }
+  const std::map<std::string, TDataSet*>& NamedDataSources() const noexcept { return FNamedDataSources; }
+
+  void SetVariable(const std::string& Name, const std::string& Value);
+  // "" when absent.
+  std::string GetVariable(const std::string& Name) const;
+  void ClearVariables() { FVariables.clear(); }
+
+  // Adds Date, Time, DateTime, PageNo and TotalPages where they are not set yet.
+  void InjectSystemVariables();
+  // Adds the data sets of the data-set links owned by this engine's owner (never replacing).
+  void AutoDiscoverDataSources();
+
+  // ---- Text resolution --------------------------------------------------------------------
+
+  // A field of the current data set, or "Source.Field" of a named one (falling back to the
+  // current data set's Field).
+  bool ResolveFieldValue(const std::string& Name, TExprValue& Value) const;
+  // Built-in names (Date, Time, DateTime, PageNo, TotalPages, RecordNo and their Turkish forms,
+  // any case), then the variables exactly as spelled.
+  bool ResolveVarValue(const std::string& Name, TExprValue& Value) const;
+  // The text an element shows: its data field, a whole-text {Variable}, or its [expression] template.
+  std::string ResolveText(const TReportElement& El);
+  // A table cell's [expression] template.
+  std::string ResolveCellText(const std::string& S);
+  // Whether any element mentions TotalPages (a counting pass is then worth its time).
+  static bool PageNeedsTotalPages(const TReportPage* Page);
+
+  // ---- Aggregates -------------------------------------------------------------------------
+
+  void InitAggregates(int32_t GroupCount);
+  void ResetAggregates();
+  void ResetGroupAggregate(int32_t Level);
+  void AccumulateRecord(TDataSet* DataSet);
+  // SUM, AVG, COUNT, MIN or MAX of FieldName in the scope the walker has selected.
+  void EvalAggregate(const std::string& FuncName, const std::string& FieldName, TExprValue& Result) const;
+  TAggrScope AggScope() const noexcept { return FAggScope; }
+  void SetAggScope(TAggrScope Scope, int32_t Index = 0) noexcept {
+    FAggScope = Scope;
+    FAggScopeIdx = Index;
+  }
+  const TAggrTable& AggAll() const noexcept { return FAggAll; }
+
+  // ---- Event triggers ---------------------------------------------------------------------
+
+  void DoBeforeRender();
+  void DoAfterRender();
+  void DoPageRendered(int32_t PageNum, int32_t TotalPages);
+  // Returns Cancel as the handler left it (false without a handler).
+  bool DoBeforePage(int32_t PageNum, int32_t TotalPages);
+
+  // ---- Output -----------------------------------------------------------------------------
+
+  // Runs one whole report onto Canvas: sets the walker state from Pass, starts page numbers at
+  // the report's startPageNumber, resets aggregates for a drawing pass, and runs the walk.
+  // Returns the number of the last page. Data-source discovery and system variables stay with
+  // the drivers.
+  int32_t RunPass(TReportPage& Page, const IRptCanvasPtr& Canvas, const TRenderPass& Pass);
+
+  // PDF export. The file appears only when the drawing pass completes; a failed or cancelled run
+  // leaves nothing behind.
+  void ExportPDF(const std::string& OutFile);                              // the ReportFile
+  void ExportPDF(const std::string& FileName, const std::string& OutFile);  // a report file
+  void ExportPDF(TReportPage& Page, const std::string& OutFile);           // a loaded report
+  // Several reports into one PDF, one after the other, each with its own page numbers.
+  void ExportPDF(const std::vector<std::string>& Files, const std::string& OutFile);
+  // The two-pass render of one report (no discovery, no system variables).
+  void RenderPageToPDF(TReportPage& Page, const std::string& OutFile);
+  // Counting pass only; at least 1. Text is measured with Canvas, or with the PDF fonts when
+  // Canvas is empty.
+  int32_t CountReportPages(TReportPage& Page, const IRptCanvasPtr& Canvas = nullptr);
+
+  // On this platform these only show "PDF generation is only supported on Android." through the
+  // message hook; PDF output goes through ExportPDF.
+  void ShowReport();
+  void ShowReport(const std::string& OutputFile);
+  void ShowReport(const std::string& ReportFile, const std::string& OutputFile);
+  void ShowReport(TReportPage& Page, const std::string& OutputFile);
+  void ShowReports(const std::vector<std::string>& Files, const std::string& OutputFile);
+  void ShowReports(const std::vector<TReportPage*>& Pages, const std::string& OutputFile);
+
+  // ---- The band walker's steps ------------------------------------------------------------
+  // RunPass drives these; they are public for drivers in other modules and for tests.
+
+  void CvExecuteReport();
+  void CvFindHdrFtr();
+  void CvBeginPage();
+  void CvFinishPage();
+  void CvCheckBreak(float H);
+  float CvCalcBandHeight(const TReportBand& Band);
+  bool CvBandVisible(const TReportBand& Band, bool IsFirstPage) const;
+  void CvWalkBands(bool TopLevel);
+  void CvRenderBand(const TReportBand& Band, float Y);
+  void CvRenderEl(const TReportElement& El, float BandTop, float OffsetX);
+  static bool CvBandHasFlowSubreport(const TReportBand& Band);
+  static const TReportElement* CvBandDataTable(const TReportBand& Band);
+  void CvRenderSubreport(const TReportElement& El, float X, float Y);
+  void CvRenderSubreportFlow(const TReportElement& El);
+  void CvRenderDataTable(const TReportElement& El, float OffsetX);
+  std::string EvalGroupValue(const std::string& Condition, TDataSet* DataSet);
+
+  // Walker state, readable for drivers and tests.
+  int32_t CvPageNum() const noexcept { return FCvPageNum; }
+  int32_t CvTotalPages() const noexcept { return FCvTotalPages; }
+  float CvBodyY() const noexcept { return FCvBodyY; }
+  float CvContentMaxY() const noexcept { return FCvContentMaxY; }
+  TDataSet* CurrentDS() const noexcept { return FCurrentDS; }
+  int32_t RecordNo() const noexcept { return FRecordNo; }
+
+ protected:
+  void Notification(TComponent* AComponent, TOperation Operation) override;
+
+ private:
+  void ShowMessage(const std::string& Message);
+  // The subreport file El names, resolved against the report file's folder; "" when missing.
+  std::string LocateSubreport(const TReportElement& El) const;
+  // The image file El names, resolved against the user's documents folder; "" when missing.
+  std::string LocateImage(const TReportElement& El) const;
+  void RenderMemo(const TReportElement& El, const TRectF& R);
+  void RenderMark(const TReportElement& El, const TRectF& R, const TRptFont& Font);
+  void RenderEditBorder(const TReportElement& El, const TRectF& R);
+  void PlaceBand(const TReportBand& Band);  // height, break, draw, advance
+  void RunMasterBlock(size_t M, size_t& Next, bool TopLevel, bool& FirstMasterOfWalk);
+  // A PDF canvas for OutFile with the engine's settings and the document information.
+  std::shared_ptr<TPdfRptCanvas> NewPdfCanvas(const std::string& OutFile, const TReportPage* InfoPage);
+  void FinishPdf(TPdfRptCanvas& Canvas);
+
+  std::string FReportFile;
+  TComponent* FScrivel = nullptr;
+  TDataSet* FDataSource = nullptr;
+  std::string FOutputFile;
+  std::string FDesignerExe;
+  std::unordered_map<std::string, std::string> FVariables;
+  std::map<std::string, TDataSet*> FNamedDataSources;
+  TDataSet* FCurrentDS = nullptr;
+  int32_t FRecordNo = 0;
+  int32_t FPreviewDPI = 150;
+  int32_t FPrintDPI = 200;
+  int32_t FExportDPI = 150;
+  std::string FPdfTitle, FPdfAuthor, FPdfSubject, FPdfKeywords, FPdfCreator;
+  bool FCvFireEvents = false;
+
+  TAggrTable FAggAll;
+  std::vector<TAggrTable> FAggGroup;
+  TAggrScope FAggScope = asNone;
+  int32_t FAggScopeIdx = 0;
+
+  // The walker.
+  IRptCanvasPtr FCvCanvas;
+  TReportPage* FCvPage = nullptr;
+  TReportPage* FCvBandSrc = nullptr;
+  int32_t FCvPageNum = 0;
+  int32_t FCvTotalPages = 0;
+  int32_t FCvReportFirstPage = 0;
+  float FCvBodyY = 0;
+  float FCvContentMaxY = 0;
+  std::vector<const TReportBand*> FCvHdrBands, FCvFtrBands;
+  float FCvHdrH = 0;
+  float FCvFtrH = 0;
+  bool FCvCountOnly = false;
+  TDataSet* FCvMasterDS = nullptr;
+  float FCvBaseX = 0;
+
+  int FPdfCompressionLevel = 6;
+  std::vector<std::string> FFontDirs;
+  std::vector<std::string> FWarnings;
+  TMessageHook FMessageHook;
+  std::atomic<bool> FCancelRequested{false};
+
+  // The evaluator's callbacks, made once so resolving a text allocates no closures.
+  TGetIdentValueFunc FFieldFunc;
+  TGetIdentValueFunc FVarFunc;
+  TAggregateFunc FAggFunc;
+};
+
+}  // namespace quillet
