@@ -34,6 +34,9 @@ class TDataSet;
 class TReportEngine;
 class TPdfRptCanvas;
 
+// Where relative image file names are looked up: $HOME/Documents.
+std::string UserDocumentsFolder();
+
 // Raised out of a run when an OnBeforePage handler cancels it (or RequestCancel was called).
 class EReportCancelled : public EQuilletError {
  public:
@@ -310,6 +313,7 @@ class TReportEngine : public TComponent {
   std::vector<std::string> FWarnings;
   TMessageHook FMessageHook;
   std::atomic<bool> FCancelRequested{false};
+  int FSubreportDepth = 0;  // subreports inside subreports, capped against files that include themselves
 
   // The evaluator's callbacks, made once so resolving a text allocates no closures.
   TGetIdentValueFunc FFieldFunc;

@@ -1,0 +1,197 @@
+// Drawing one element of a band: texts, edit boxes, shapes, marks, memos, images, barcodes, QR
+// codes, static tables and static subreports. Nothing is drawn in a counting pass.
+#include <pwd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+#include "canvas/image_codecs.h"
+#include "engine/report_engine.h"
+#include "engine/rich_text.h"
+#include "symbols/barcode.h"
+#include "symbols/qr_code.h"
+#include "symbols/table_draw.h"
+
+namespace quillet {
+
+namespace {
+
+bool Visible(TAlphaColor C) { return (C >> 24) != 0; }
+
+bool RegularFileExists(const std::string& Path) {
+  std::error_code ec;
+  return !Path.empty() && std::filesystem::is_regular_file(Path, ec);
+}
+
+}  // namespace
+
+// The user's documents folder: $HOME/Documents (the password database when HOME is unset).
+std::string UserDocumentsFolder() {
+  std::string home;
+  if (const char* h = std::getenv("HOME"); h && *h) {
+    home = h;
+  } else {
+    struct passwd pw {};
+    struct passwd* result = nullptr;
+    char buf[4096];
+    if (getpwuid_r(getuid(), &pw, buf, sizeof buf, &result) == 0 && result && result->pw_dir) home = result->pw_dir;
+  }
+  if (home.empty()) return std::string();
+  return (std::filesystem::path(home) / "Documents").string();
+}
+
+std::string TReportEngine::LocateImage(const TReportElement& El) const {
+  std::filesystem::path p(El.ImageFile);
+  if (!p.is_absolute()) {
+    const std::string docs = UserDocumentsFolder();
+    if (docs.empty()) return std::string();
+    p = std::filesystem::path(docs) / p;
+  }
+  return RegularFileExists(p.string()) ? p.string() : std::string();
+}
+
+void TReportEngine::CvRenderEl(const TReportElement& El, float BandTop, float OffsetX) {
+  if (FCvCountOnly || !FCvCanvas) return;
+  IRptCanvas& c = *FCvCanvas;
+  const float x = OffsetX + El.Left + FCvBaseX;
+  const float y = BandTop + El.Top;
+  const TRectF r{x, y, x + El.Width, y + El.Height};
+  const TRptFont font = RptFont(El.FontName, El.FontSize, El.FontBold, El.FontItalic);
+
+  switch (El.ElemType) {
+    case retLabel:
+      if (Visible(El.BackColor)) c.FillRect(r, El.BackColor);
+      c.DrawText(ResolveText(El), r, font, El.HorzAlign, El.VertAlign, El.WordWrap, El.TextColor);
+      break;
+    case retEdit:
+      if (Visible(El.BackColor)) c.FillRect(r, El.BackColor);
+      RenderEditBorder(El, r);
+      // An edit box always shows one line, left-aligned and centred, inset from its border.
+      c.DrawText(ResolveText(El), TRectF{r.Left + 3, r.Top + 2, r.Right - 2, r.Bottom - 2}, font, rhaLeft, rvaCenter,
+                 false, El.TextColor);
+      break;
+    case retRectangle:
+      if (Visible(El.FillColor)) c.FillRect(r, El.FillColor);
+      if (Visible(El.StrokeColor)) c.StrokeRect(r, El.StrokeColor, std::max(El.StrokeWidth, 0.5f));
+      break;
+    case retRoundRect:
+      c.DrawRoundRect(r, El.CornerX, El.CornerY, El.StrokeColor, El.FillColor, El.StrokeWidth);
+      break;
+    case retEllipse:
+    case retCircle:
+      c.DrawEllipse(r, El.StrokeColor, El.FillColor, El.StrokeWidth);
+      break;
+    case retLine:
+      // X2/Y2 are the far end in band coordinates, like Left/Top.
+      c.DrawLine(TPointF{OffsetX + El.X2 + FCvBaseX, BandTop + El.Y2}, TPointF{x, y}, El.StrokeColor,
+                 std::max(El.StrokeWidth, 0.5f));
+      break;
+    case retCheckBox:
+    case retRadioButton:
+      RenderMark(El, r, font);
+      break;
+    case retMemo:
+      if (Visible(El.BackColor)) c.FillRect(r, El.BackColor);
+      RenderMemo(El, r);
+      break;
+    case retImage: {
+      if (El.ImageFile.empty()) break;
+      const std::string path = LocateImage(El);
+      if (path.empty()) break;
+      const TRptBitmap bmp = LoadImageFile(path);
+      c.DrawImage(r, bmp, El.ImageScale);
+      break;
+    }
+    case retBarcode:
+      DrawBarcode(c, ResolveText(El), r, El.TextColor, El.BackColor, El.ShowBarcodeText);
+      break;
+    case retQRCode:
+      DrawQRCode(c, ResolveText(El), r, El.TextColor, El.BackColor);
+      break;
+    case retTable: {
+      if (!El.DataField.empty()) break;  // a data table is flowed by the walker
+      std::vector<std::string> cells;
+      cells.reserve(El.CellTexts.size());
+      for (const std::string& s : El.CellTexts) cells.push_back(ResolveCellText(s));
+      DrawTable(c, r, El.Rows, El.Cols, El.StrokeColor, El.FillColor, El.StrokeWidth, cells, font, El.TextColor,
+                El.HorzAlign, El.VertAlign, TableStyleOf(El));
+      break;
+    }
+    case retSubreport:
+      if (!El.SubReportFlow) CvRenderSubreport(El, x, y);
+      break;
+    default:
+      break;
+  }
+}
+
+void TReportEngine::RenderEditBorder(const TReportElement& El, const TRectF& R) {
+  IRptCanvas& c = *FCvCanvas;
+  const float w = std::max(El.BorderWidth, 0.5f);
+  if (El.BorderTop && El.BorderRight && El.BorderBottom && El.BorderLeft) {
+    c.StrokeRect(R, El.BorderColor, w);
+    return;
+  }
+  if (El.BorderTop) c.DrawLine(TPointF{R.Left, R.Top}, TPointF{R.Right, R.Top}, El.BorderColor, w);
+  if (El.BorderRight) c.DrawLine(TPointF{R.Right, R.Top}, TPointF{R.Right, R.Bottom}, El.BorderColor, w);
+  if (El.BorderBottom) c.DrawLine(TPointF{R.Left, R.Bottom}, TPointF{R.Right, R.Bottom}, El.BorderColor, w);
+  if (El.BorderLeft) c.DrawLine(TPointF{R.Left, R.Top}, TPointF{R.Left, R.Bottom}, El.BorderColor, w);
+}
+
+void TReportEngine::RenderMark(const TReportElement& El, const TRectF& R, const TRptFont& Font) {
+  IRptCanvas& c = *FCvCanvas;
+  const float s = std::min(14.0f, El.Height);
+  const float top = R.Top + (El.Height - s) / 2;
+  const TRectF b{R.Left, top, R.Left + s, top + s};
+  if (Visible(El.BackColor)) c.FillRect(R, El.BackColor);
+  if (El.ElemType == retCheckBox) {
+    c.StrokeRect(b, El.BorderColor, 1.0f);
+    if (El.Checked) {
+      const TPointF p1{b.Left + 0.2f * s, b.Top + 0.5f * s};
+      const TPointF p2{b.Left + 0.45f * s, b.Bottom - 0.22f * s};
+      const TPointF p3{b.Right - 0.15f * s, b.Top + 0.2f * s};
+      c.DrawLine(p1, p2, El.TextColor, 1.5f);
+      c.DrawLine(p2, p3, El.TextColor, 1.5f);
+    }
+  } else {
+    c.DrawEllipse(b, El.BorderColor, 0, 1.0f);
+    if (El.Checked) {
+      const float inset = 0.28f * s;
+      c.DrawEllipse(TRectF{b.Left + inset, b.Top + inset, b.Right - inset, b.Bottom - inset}, 0, El.TextColor, 0);
+    }
+  }
+  c.DrawText(ResolveText(El), TRectF{b.Right + 4, R.Top, R.Right, R.Bottom}, Font, rhaLeft, El.VertAlign, false,
+             El.TextColor);
+}
+
+void TReportEngine::RenderMemo(const TReportElement& El, const TRectF& R) {
+  IRptCanvas& c = *FCvCanvas;
+  const std::vector<TRTFRun> runs = ParseRichText(ResolveText(El), El.FontName, El.FontSize, El.TextColor);
+  // Runs flow whole, never split; nothing clips them to the element.
+  float cx = R.Left + 2;
+  float cy = R.Top + 2;
+  float lineH = 0;
+  for (size_t i = 0; i < runs.size(); ++i) {
+    const TRTFRun& run = runs[i];
+    if (run.NewPara && i > 0) {
+      cx = R.Left + 2;
+      cy = cy + lineH + 2;
+      lineH = 0;
+    }
+    const TRptFont f = RptFont(run.FontName, run.FontSize, run.Bold, run.Italic);
+    lineH = std::max(1.3f * run.FontSize, lineH);
+    const float w = c.MeasureText(run.Text, f).Width;
+    if (cx + w > R.Right - 2 && cx > R.Left + 2) {
+      cx = R.Left + 2;
+      cy = cy + lineH + 2;
+      lineH = 1.3f * run.FontSize;
+    }
+    c.DrawText(run.Text, TRectF{cx, cy, cx + w + 2, cy + lineH}, f, rhaLeft, rvaTop, false, run.Color);
+    cx = cx + w;
+  }
+}
+
+}  // namespace quillet

@@ -1,0 +1,168 @@
+// Output: one walker pass onto any canvas, and the PDF drivers built on it. A PDF export runs a
+// counting pass (so "TotalPages" is known) and then a drawing pass onto the same canvas; the file
+// appears only when the drawing pass completes.
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "canvas/pdf_canvas.h"
+#include "engine/report_engine.h"
+
+namespace quillet {
+
+namespace {
+
+// Page numbers far from the int32 limits, so counting on from any start number cannot overflow.
+int32_t SaneStartPage(int32_t Start) { return std::clamp<int32_t>(Start, -1000000000, 1000000000); }
+
+// Clears the walker's hold on the canvas whichever way a pass ends.
+class TPassScope {
+ public:
+  TPassScope(IRptCanvasPtr& Canvas, bool& FireEvents, TReportPage*& Page, TReportPage*& BandSrc)
+      : FCanvas(Canvas), FFireEvents(FireEvents), FPage(Page), FBandSrc(BandSrc) {}
+  ~TPassScope() {
+    FCanvas.reset();
+    FFireEvents = false;
+    FPage = nullptr;
+    FBandSrc = nullptr;
+  }
+  TPassScope(const TPassScope&) = delete;
+  TPassScope& operator=(const TPassScope&) = delete;
+
+ private:
+  IRptCanvasPtr& FCanvas;
+  bool& FFireEvents;
+  TReportPage*& FPage;
+  TReportPage*& FBandSrc;
+};
+
+}  // namespace
+
+int32_t TReportEngine::RunPass(TReportPage& Page, const IRptCanvasPtr& Canvas, const TRenderPass& Pass) {
+  TPassScope scope(FCvCanvas, FCvFireEvents, FCvPage, FCvBandSrc);
+  FCvCanvas = Canvas;
+  FCvPage = &Page;
+  FCvMasterDS = nullptr;
+  FCvCountOnly = Pass.CountOnly;
+  FCvFireEvents = Pass.FireEvents;
+  FCvTotalPages = Pass.TotalPages;
+  FCvPageNum = SaneStartPage(Page.StartPageNumber) - 1;
+  SetVariable("TotalPages", Pass.TotalPagesText.empty() ? (Pass.CountOnly ? std::string("?")
+                                                                          : std::to_string(Pass.TotalPages))
+                                                        : Pass.TotalPagesText);
+  if (!Pass.CountOnly) ResetAggregates();
+  CvExecuteReport();
+  return FCvPageNum;
+}
+
+std::shared_ptr<TPdfRptCanvas> TReportEngine::NewPdfCanvas(const std::string& OutFile, const TReportPage* InfoPage) {
+  auto canvas = std::make_shared<TPdfRptCanvas>(OutFile);
+  TPDFVectorWriter& w = canvas->Writer();
+  w.SetCompressionLevel(FPdfCompressionLevel);
+  canvas->FontManager().SetFontDirs(FFontDirs);
+  auto pick = [](const std::string& Own, const TReportPage* P, std::string TReportPage::*Field) {
+    return !Own.empty() || !P ? Own : P->*Field;
+  };
+  w.SetInfoTitle(pick(FPdfTitle, InfoPage, &TReportPage::PdfTitle));
+  w.SetInfoAuthor(pick(FPdfAuthor, InfoPage, &TReportPage::PdfAuthor));
+  w.SetInfoSubject(pick(FPdfSubject, InfoPage, &TReportPage::PdfSubject));
+  w.SetInfoKeywords(pick(FPdfKeywords, InfoPage, &TReportPage::PdfKeywords));
+  w.SetInfoCreator(pick(FPdfCreator, InfoPage, &TReportPage::PdfCreator));
+  return canvas;
+}
+
+void TReportEngine::FinishPdf(TPdfRptCanvas& Canvas) {
+  Canvas.SaveToFile();
+  FWarnings = Canvas.FontManager().Warnings();
+}
+
+void TReportEngine::RenderPageToPDF(TReportPage& Page, const std::string& OutFile) {
+  DoBeforeRender();
+  FWarnings.clear();
+  auto canvas = NewPdfCanvas(OutFile, &Page);
+  TRenderPass counting;
+  counting.CountOnly = true;
+  counting.TotalPagesText = "?";
+  const int32_t last = RunPass(Page, canvas, counting);
+  // The total is the last page's number, so it shares one numbering with the page numbers.
+  TRenderPass drawing;
+  drawing.FireEvents = true;
+  drawing.TotalPages = last;
+  drawing.TotalPagesText = std::to_string(last);
+  RunPass(Page, canvas, drawing);
+  FinishPdf(*canvas);
+  DoAfterRender();
+}
+
+void TReportEngine::ExportPDF(const std::string& OutFile) {
+  if (FReportFile.empty()) throw EQuilletError("ReportEngine: ReportFile property is empty.");
+  ExportPDF(std::string(FReportFile), OutFile);
+}
+
+void TReportEngine::ExportPDF(const std::string& FileName, const std::string& OutFile) {
+  TReportPage page;
+  page.LoadFromFile(FileName);
+  FReportFile = FileName;
+  ExportPDF(page, OutFile);
+}
+
+void TReportEngine::ExportPDF(TReportPage& Page, const std::string& OutFile) {
+  AutoDiscoverDataSources();
+  InjectSystemVariables();
+  RenderPageToPDF(Page, OutFile);
+}
+
+void TReportEngine::ExportPDF(const std::vector<std::string>& Files, const std::string& OutFile) {
+  if (Files.empty()) return;
+  if (Files.size() == 1) {
+    ExportPDF(Files.front(), OutFile);
+    return;
+  }
+  AutoDiscoverDataSources();
+  InjectSystemVariables();
+  DoBeforeRender();
+  FWarnings.clear();
+  std::shared_ptr<TPdfRptCanvas> canvas;
+  {
+    TReportPage first;
+    first.LoadFromFile(Files.front());
+    canvas = NewPdfCanvas(OutFile, &first);
+  }
+  for (const std::string& file : Files) {
+    TReportPage page;
+    page.LoadFromFile(file);
+    FReportFile = file;
+    TRenderPass counting;
+    counting.CountOnly = true;
+    counting.FireEvents = true;  // page events stay silent in a counting pass anyway
+    counting.TotalPagesText = "?";
+    const int32_t last = RunPass(page, canvas, counting);
+    TRenderPass drawing;
+    drawing.FireEvents = true;
+    drawing.TotalPages = last;
+    drawing.TotalPagesText = std::to_string(last);
+    RunPass(page, canvas, drawing);
+  }
+  FinishPdf(*canvas);
+  DoAfterRender();
+}
+
+int32_t TReportEngine::CountReportPages(TReportPage& Page, const IRptCanvasPtr& Canvas) {
+  IRptCanvasPtr measure = Canvas;
+  if (!measure) {
+    // Measure with the PDF fonts; the writer is never finished, so its temporary file goes away
+    // with it.
+    const auto target = std::filesystem::temp_directory_path() / "quillet-count.pdf";
+    measure = std::make_shared<TPdfRptCanvas>(target.string());
+  }
+  TRenderPass counting;
+  counting.CountOnly = true;
+  counting.TotalPagesText = "?";
+  const int32_t start = std::clamp<int32_t>(Page.StartPageNumber, -1000000000, 1000000000);
+  const int32_t last = RunPass(Page, measure, counting);
+  FCvTotalPages = last;
+  return std::max(1, last - (start - 1));
+}
+
+}  // namespace quillet
