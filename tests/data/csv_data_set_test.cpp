@@ -1,3 +1,4 @@
+#include <cstdio>
 #include <gtest/gtest.h>
 
 #include "base/error.h"
@@ -187,6 +188,19 @@ TEST(CsvDataSet, MasterDetailThroughTheKeyIndex) {
     for (detail.First(); !detail.Eof(); detail.Next()) ids.push_back(testing_data::IdOf(detail));
   }
   std::vector<std::vector<int64_t>> want = {{2, 6}, {1, 4}, {}, {5}};
+  EXPECT_EQ(got, want);
+  // The key index is built once: a row added to the file afterwards is not found by rescanning.
+  {
+    std::FILE* f = std::fopen(dir.File("inv.csv").c_str(), "ab");
+    ASSERT_NE(f, nullptr);
+    std::fputs("8,7\n", f);
+    std::fclose(f);
+  }
+  got.clear();
+  for (master.First(); !master.Eof(); master.Next()) {
+    auto& ids = got.emplace_back();
+    for (detail.First(); !detail.Eof(); detail.Next()) ids.push_back(testing_data::IdOf(detail));
+  }
   EXPECT_EQ(got, want);
   // Bookmarks and Prior inside the filtered view.
   master.First();
