@@ -70,7 +70,10 @@ TCsvReader::TCsvReader(std::string FileName) : FFileName(std::move(FileName)), F
   unsigned char bom[3] = {0, 0, 0};
   size_t n = std::fread(bom, 1, 3, FFile);
   if (n == 3 && bom[0] == 0xEF && bom[1] == 0xBB && bom[2] == 0xBF) FBomSize = 3;
-  Seek(FBomSize);
+  // A real seek: the bytes just read are not in the buffer.
+  if (fseeko(FFile, static_cast<off_t>(FBomSize), SEEK_SET) != 0)
+    throw EQuilletError("Cannot read data file: " + FFileName, FFileName, FBomSize);
+  FPos = FBomSize;
 }
 
 TCsvReader::~TCsvReader() {
@@ -84,6 +87,14 @@ void TCsvReader::Fail(const std::string& Problem, int64_t Offset) const {
 }
 
 void TCsvReader::Seek(int64_t Offset) {
+  // Moving within the buffered window needs no system call: the walker steps back one record
+  // and returns at every group break, and each record is re-read at its offset.
+  const int64_t bufStart = FPos - static_cast<int64_t>(FBufPos);
+  if (Offset >= bufStart && Offset <= bufStart + static_cast<int64_t>(FBufLen)) {
+    FBufPos = static_cast<size_t>(Offset - bufStart);
+    FPos = Offset;
+    return;
+  }
   if (fseeko(FFile, static_cast<off_t>(Offset), SEEK_SET) != 0)
     throw EQuilletError("Cannot read data file: " + FFileName, FFileName, Offset);
   FPos = Offset;
