@@ -360,8 +360,19 @@ std::string TPDFFontManager::KeyOf(const std::string& Name, bool Bold, bool Ital
 
 TPDFFont& TPDFFontManager::GetFont(const std::string& Name, bool Bold, bool Italic, std::string& ResName,
                                    int32_t& ObjNum) {
+  for (const TRecent& r : FRecent)
+    if (r.Entry && r.Bold == Bold && r.Italic == Italic && r.Name == Name) {
+      ResName = r.Entry->ResName;
+      ObjNum = r.Entry->ObjNum;
+      return *r.Entry->Font;
+    }
   const std::string key = KeyOf(Name, Bold, Italic);
   if (const auto it = FEntries.find(key); it != FEntries.end()) {
+    TRecent& slot = FRecent[FRecentNext++ % kRecent];
+    slot.Name = Name;
+    slot.Bold = Bold;
+    slot.Italic = Italic;
+    slot.Entry = &it->second;
     ResName = it->second.ResName;
     ObjNum = it->second.ObjNum;
     return *it->second.Font;

@@ -80,6 +80,17 @@ class TPDFFontManager {
   bool FEmitted = false;
   std::vector<std::string> FFontDirs;
   std::vector<std::string> FWarnings;
+  // The last few requests exactly as asked, so the text path of a page skips building the
+  // case-folded key for every string it draws. Map entries never move, so the pointers hold.
+  struct TRecent {
+    std::string Name;
+    bool Bold = false;
+    bool Italic = false;
+    TPDFFontEntry* Entry = nullptr;
+  };
+  static constexpr size_t kRecent = 4;
+  TRecent FRecent[kRecent];
+  size_t FRecentNext = 0;
 };
 
 }  // namespace quillet

@@ -155,8 +155,7 @@ std::string TPdfRptCanvas::ResourcesDict() const {
 
 void TPdfRptCanvas::EndPage() {
   if (!FInPage) return;
-  const int32_t content = FWriter->AddContentStream(std::string_view(FContent));
-  FWriter->AddPage(FPageW, FPageH, content, ResourcesDict());
+  FWriter->AddPageContent(FPageW, FPageH, FContent, ResourcesDict());
   FInPage = false;
 }
 

@@ -82,7 +82,93 @@ TPDFVectorWriter::TPDFVectorWriter(const std::string& TargetFileName)
 }
 
 TPDFVectorWriter::~TPDFVectorWriter() {
+  StopWorker();
   if (!FSaved) Discard();
+}
+
+void TPDFVectorWriter::StopWorker() noexcept {
+  if (!FWorker.joinable()) return;
+  {
+    std::lock_guard<std::mutex> lock(FMutex);
+    FStop = true;
+  }
+  FCv.notify_all();
+  FWorker.join();
+}
+
+void TPDFVectorWriter::WorkerLoop() {
+  std::unique_ptr<TFlateCompressor> compressor;
+  std::unique_lock<std::mutex> lock(FMutex);
+  for (;;) {
+    FCv.wait(lock, [this] { return FStop || (FJobReady && !FJobDone); });
+    if (FStop) return;
+    lock.unlock();
+    std::exception_ptr error;
+    try {
+      if (!compressor || compressor->Level() != FJob.Level) compressor = std::make_unique<TFlateCompressor>(FJob.Level);
+      compressor->CompressTo(std::string_view(FJob.Data), FJob.Out);
+    } catch (...) {
+      error = std::current_exception();
+    }
+    lock.lock();
+    FJobError = error;
+    FJobDone = true;
+    FCv.notify_all();
+  }
+}
+
+void TPDFVectorWriter::SetBackgroundCompression(bool On) {
+  if (!On) FlushPending();
+  FBackground = On;
+}
+
+int32_t TPDFVectorWriter::AddPageContent(double WidthPt, double HeightPt, std::string& Content,
+                                         std::string_view ResourcesDict) {
+  if (!FBackground) {
+    const int32_t content = AddContentStream(std::string_view(Content));
+    Content.clear();
+    return AddPage(WidthPt, HeightPt, content, ResourcesDict);
+  }
+  FlushPending();
+  CheckOpen();
+  // Numbers in the order the one-thread path takes them: content first, then the page.
+  FJob.ContentObj = AllocObj();
+  FJob.PageObj = AllocObj();
+  FKids.push_back(FJob.PageObj);
+  FJob.Width = WidthPt;
+  FJob.Height = HeightPt;
+  FJob.Level = FCompressionLevel;
+  FJob.Resources.assign(ResourcesDict);
+  FJob.Data.swap(Content);
+  Content.clear();
+  if (!FWorker.joinable()) FWorker = std::thread([this] { WorkerLoop(); });
+  {
+    std::lock_guard<std::mutex> lock(FMutex);
+    FJobDone = false;
+    FJobReady = true;
+  }
+  FCv.notify_all();
+  FPending = true;
+  return FJob.PageObj;
+}
+
+void TPDFVectorWriter::FlushPending() {
+  if (!FPending) return;
+  FPending = false;
+  std::exception_ptr error;
+  {
+    std::unique_lock<std::mutex> lock(FMutex);
+    FCv.wait(lock, [this] { return FJobDone; });
+    FJobReady = false;
+    error = FJobError;
+    FJobError = nullptr;
+  }
+  if (error) {
+    Discard();
+    std::rethrow_exception(error);
+  }
+  WriteStreamBody(FJob.ContentObj, nullptr, true, FJob.Out);
+  WritePageObject(FJob.PageObj, FJob.Width, FJob.Height, FJob.ContentObj, FJob.Resources);
 }
 
 void TPDFVectorWriter::Discard() noexcept {
@@ -123,6 +209,7 @@ void TPDFVectorWriter::Flush() {
 }
 
 void TPDFVectorWriter::Append(const char* P, size_t N) {
+  if (FPending) FlushPending();
   if (FFd < 0) CheckOpen();
   FPosition += static_cast<int64_t>(N);
   if (FBufLen + N <= BufSize) {
@@ -180,6 +267,7 @@ int32_t TPDFVectorWriter::AllocObj() {
 }
 
 void TPDFVectorWriter::BeginObj(int32_t N) {
+  if (FPending) FlushPending();
   CheckOpen();
   if (N < 1 || N > FObjCount)
     throw EQuilletError("PDF object " + std::to_string(N) + " was never allocated", FTargetFileName);
@@ -213,13 +301,20 @@ void TPDFVectorWriter::Compress(std::span<const uint8_t> Data) {
 // /Filter; otherwise DictExtra, even when empty, is framed by single spaces.
 int32_t TPDFVectorWriter::WriteStreamObject(const std::string_view* DictExtra, bool Flate,
                                             std::span<const uint8_t> Data) {
+  if (FPending) FlushPending();
   CheckOpen();
   if (Flate) {
     Compress(Data);
     Data = FCompressed;
   }
   const int32_t n = AllocObj();
-  BeginObj(n);
+  WriteStreamBody(n, DictExtra, Flate, Data);
+  return n;
+}
+
+void TPDFVectorWriter::WriteStreamBody(int32_t N, const std::string_view* DictExtra, bool Flate,
+                                       std::span<const uint8_t> Data) {
+  BeginObj(N);
   Append("<<");
   if (DictExtra) {
     Append(" ");
@@ -232,7 +327,6 @@ int32_t TPDFVectorWriter::WriteStreamObject(const std::string_view* DictExtra, b
   WB(Data);
   Append("\nendstream\n");
   EndObj();
-  return n;
 }
 
 int32_t TPDFVectorWriter::AddStreamObject(std::string_view DictExtra, std::span<const uint8_t> Data) {
@@ -261,8 +355,16 @@ int32_t TPDFVectorWriter::AddContentStream(std::string_view Data) {
 
 int32_t TPDFVectorWriter::AddPage(double WidthPt, double HeightPt, int32_t ContentObj,
                                   std::string_view ResourcesDict) {
+  if (FPending) FlushPending();
   const int32_t n = AllocObj();
-  BeginObj(n);
+  WritePageObject(n, WidthPt, HeightPt, ContentObj, ResourcesDict);
+  FKids.push_back(n);
+  return n;
+}
+
+void TPDFVectorWriter::WritePageObject(int32_t N, double WidthPt, double HeightPt, int32_t ContentObj,
+                                       std::string_view ResourcesDict) {
+  BeginObj(N);
   Append("<< /Type /Page /Parent ");
   AppendInt(FPagesObj);
   Append(" 0 R\n   /MediaBox [0 0 ");
@@ -275,8 +377,6 @@ int32_t TPDFVectorWriter::AddPage(double WidthPt, double HeightPt, int32_t Conte
   AppendInt(ContentObj);
   Append(" 0 R\n>>\n");
   EndObj();
-  FKids.push_back(n);
-  return n;
 }
 
 std::string TPDFVectorWriter::BuildInfoDict() const {
@@ -310,6 +410,8 @@ void TPDFVectorWriter::SetCompressionLevel(int Level) {
 }
 
 void TPDFVectorWriter::SaveToFile() {
+  FlushPending();
+  StopWorker();
   CheckOpen();
   BeginObj(FCatalogObj);
   Append("<< /Type /Catalog /Pages ");

@@ -11,11 +11,15 @@
 // other number comes from AllocObj. The information dictionary is always the last object.
 #pragma once
 
+#include <condition_variable>
 #include <cstdint>
+#include <exception>
 #include <memory>
+#include <mutex>
 #include <span>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "canvas/flate.h"
@@ -65,6 +69,15 @@ class TPDFVectorWriter {
   int32_t AddContentStream(std::string_view Data);
   // Writes a page object (sizes in points, at most three decimals) and appends it to the kids.
   int32_t AddPage(double WidthPt, double HeightPt, int32_t ContentObj, std::string_view ResourcesDict);
+  // A page with its content: the same objects, numbers and bytes as AddContentStream followed by
+  // AddPage. With background compression the content is compressed on a second thread while the
+  // caller draws the next page, and both objects are written before anything else reaches the
+  // file. Content is taken over and comes back empty (keeping a buffer's capacity for reuse).
+  // Returns the page's object number.
+  int32_t AddPageContent(double WidthPt, double HeightPt, std::string& Content, std::string_view ResourcesDict);
+  // On by default. The output is byte-for-byte the same either way.
+  void SetBackgroundCompression(bool On);
+  bool BackgroundCompression() const noexcept { return FBackground; }
 
   // The information dictionary as written by SaveToFile. The creation date is
   // "(D:yyyymmddhhnnss)" without zone suffix: local time normally; UTC when SOURCE_DATE_EPOCH
@@ -96,7 +109,7 @@ class TPDFVectorWriter {
   int32_t PageCount() const noexcept { return static_cast<int32_t>(FKids.size()); }
   const std::vector<int32_t>& Kids() const noexcept { return FKids; }
   int32_t ObjCount() const noexcept { return FObjCount; }
-  // Bytes written so far, header included: the offset the next object will get.
+  // Bytes written so far, header included, not counting a page still being compressed.
   int64_t Position() const noexcept { return FPosition; }
 
  private:
@@ -111,6 +124,12 @@ class TPDFVectorWriter {
   int32_t WriteStreamObject(const std::string_view* DictExtra, bool Flate, std::span<const uint8_t> Data);
   void Compress(std::span<const uint8_t> Data);
   void Discard() noexcept;
+  void WriteStreamBody(int32_t N, const std::string_view* DictExtra, bool Flate, std::span<const uint8_t> Data);
+  void WritePageObject(int32_t N, double WidthPt, double HeightPt, int32_t ContentObj, std::string_view ResourcesDict);
+  // Waits for the page on the second thread and writes its two objects.
+  void FlushPending();
+  void WorkerLoop();
+  void StopWorker() noexcept;
 
   std::string FTargetFileName;
   std::string FTempFileName;
@@ -129,6 +148,29 @@ class TPDFVectorWriter {
   int FCompressionLevel = TFlateCompressor::DefaultLevel;
   std::unique_ptr<TFlateCompressor> FCompressor;  // made on first use, kept for the document
   std::vector<uint8_t> FCompressed;               // reused output buffer of the compressor
+
+  // Background compression: one page at a time is handed to the worker. The job is touched by
+  // the worker only between FJobReady and FJobDone, under FMutex's hand-over.
+  struct TPageJob {
+    int32_t ContentObj = 0;
+    int32_t PageObj = 0;
+    double Width = 0;
+    double Height = 0;
+    int Level = TFlateCompressor::DefaultLevel;
+    std::string Resources;
+    std::string Data;
+    std::vector<uint8_t> Out;
+  };
+  bool FBackground = true;
+  bool FPending = false;  // a page was handed over and is not written yet
+  TPageJob FJob;
+  std::mutex FMutex;
+  std::condition_variable FCv;
+  bool FJobReady = false;
+  bool FJobDone = false;
+  bool FStop = false;
+  std::exception_ptr FJobError;
+  std::thread FWorker;
 
   std::string FInfoTitle, FInfoAuthor, FInfoSubject, FInfoKeywords, FInfoCreator;
   std::string FInfoProducer = "Quillet";

@@ -60,6 +60,7 @@ std::shared_ptr<TPdfRptCanvas> TReportEngine::NewPdfCanvas(const std::string& Ou
   auto canvas = std::make_shared<TPdfRptCanvas>(OutFile);
   TPDFVectorWriter& w = canvas->Writer();
   w.SetCompressionLevel(FPdfCompressionLevel);
+  w.SetBackgroundCompression(FPdfBackgroundCompression);
   canvas->FontManager().SetFontDirs(FFontDirs);
   auto pick = [](const std::string& Own, const TReportPage* P, std::string TReportPage::*Field) {
     return !Own.empty() || !P ? Own : P->*Field;

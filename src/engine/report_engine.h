@@ -121,6 +121,10 @@ class TReportEngine : public TComponent {
   void SetPdfCompressionLevel(int Level);
   const std::vector<std::string>& FontDirs() const noexcept { return FFontDirs; }
   void SetFontDirs(std::vector<std::string> Dirs) { FFontDirs = std::move(Dirs); }
+  // Page content is compressed on a second thread while the next page is drawn (on by default);
+  // the file is byte-for-byte the same either way.
+  bool PdfBackgroundCompression() const noexcept { return FPdfBackgroundCompression; }
+  void SetPdfBackgroundCompression(bool On) noexcept { FPdfBackgroundCompression = On; }
   // Tolerated damage of the last PDF export (substituted fonts), at most 100 lines.
   const std::vector<std::string>& Warnings() const noexcept { return FWarnings; }
 
@@ -309,6 +313,7 @@ class TReportEngine : public TComponent {
   float FCvBaseX = 0;
 
   int FPdfCompressionLevel = 6;
+  bool FPdfBackgroundCompression = true;
   std::vector<std::string> FFontDirs;
   std::vector<std::string> FWarnings;
   TMessageHook FMessageHook;

@@ -234,3 +234,55 @@ TEST(PdfWriter, MisuseRaisesInsteadOfWritingABrokenFile) {
 
 }  // namespace
 }  // namespace quillet
+
+namespace quillet {
+namespace {
+
+// Pages compressed on the second thread must give the very same file as the one-thread path,
+// also when other objects (an image, a raw object) are written between pages and the level
+// changes in the middle.
+TEST(PdfWriter, BackgroundCompressionIsByteIdentical) {
+  TFixedClock clock;
+  TTempDir dir;
+  auto make = [&](bool Background, const std::string& Name) {
+    TPDFVectorWriter w(dir.File(Name));
+    w.SetBackgroundCompression(Background);
+    std::mt19937 rng(7);
+    for (int page = 0; page < 40; ++page) {
+      std::string content;
+      const int lines = 1 + static_cast<int>(rng() % 400);
+      for (int i = 0; i < lines; ++i) content += "BT /F1 9 Tf " + std::to_string(rng() % 1000) + " 0 Td (x) Tj ET\n";
+      if (page == 13) w.AddStreamObjectFlate("/Type /XObject", std::string(5000, 'a'));
+      if (page == 21) w.SetCompressionLevel(1);
+      if (page == 30) w.AddRawObject("<< /Extra true >>");
+      const int32_t kid = w.AddPageContent(595, 842, content, "<< >>");
+      EXPECT_TRUE(content.empty());
+      EXPECT_EQ(w.Kids().back(), kid);
+    }
+    w.SaveToFile();
+    return ReadWholeFile(dir.File(Name));
+  };
+  const auto one = make(false, "one.pdf");
+  const auto two = make(true, "two.pdf");
+  ASSERT_GT(one.size(), 1000u);
+  EXPECT_TRUE(one == two);
+  if (test::HaveTool("qpdf")) {
+    int status = -1;
+    test::RunTool("qpdf --check " + dir.File("two.pdf") + " >/dev/null 2>&1", &status);
+    EXPECT_EQ(status, 0);
+  }
+}
+
+// A writer abandoned with a page still on the second thread leaves no file behind.
+TEST(PdfWriter, AbandonedBackgroundPageLeavesNothing) {
+  TTempDir dir;
+  {
+    TPDFVectorWriter w(dir.File("gone.pdf"));
+    std::string content(200000, 'q');
+    w.AddPageContent(100, 100, content, "<< >>");
+  }
+  EXPECT_EQ(dir.Count(), 0u);
+}
+
+}  // namespace
+}  // namespace quillet
