@@ -360,24 +360,27 @@ std::string TPDFFontManager::KeyOf(const std::string& Name, bool Bold, bool Ital
 
 TPDFFont& TPDFFontManager::GetFont(const std::string& Name, bool Bold, bool Italic, std::string& ResName,
                                    int32_t& ObjNum) {
-  for (const TRecent& r : FRecent)
-    if (r.Entry && r.Bold == Bold && r.Italic == Italic && r.Name == Name) {
-      ResName = r.Entry->ResName;
-      ObjNum = r.Entry->ObjNum;
-      return *r.Entry->Font;
-    }
-  const std::string key = KeyOf(Name, Bold, Italic);
-  if (const auto it = FEntries.find(key); it != FEntries.end()) {
-    TRecent& slot = FRecent[FRecentNext++ % kRecent];
-    slot.Name = Name;
-    slot.Bold = Bold;
-    slot.Italic = Italic;
-    slot.Entry = &it->second;
-    ResName = it->second.ResName;
-    ObjNum = it->second.ObjNum;
-    return *it->second.Font;
-  }
+  const TPDFFontEntry& e = GetFontEntry(Name, Bold, Italic);
+  ResName = e.ResName;
+  ObjNum = e.ObjNum;
+  return *e.Font;
+}
 
+const TPDFFontEntry& TPDFFontManager::GetFontEntry(const std::string& Name, bool Bold, bool Italic) {
+  for (const TRecent& r : FRecent)
+    if (r.Entry && r.Bold == Bold && r.Italic == Italic && r.Name == Name) return *r.Entry;
+  const std::string key = KeyOf(Name, Bold, Italic);
+  auto it = FEntries.find(key);
+  if (it == FEntries.end()) it = FEntries.emplace(key, LoadEntry(Name, Bold, Italic)).first;
+  TRecent& slot = FRecent[FRecentNext++ % kRecent];
+  slot.Name = Name;
+  slot.Bold = Bold;
+  slot.Italic = Italic;
+  slot.Entry = &it->second;
+  return it->second;
+}
+
+TPDFFontEntry TPDFFontManager::LoadEntry(const std::string& Name, bool Bold, bool Italic) {
   std::unique_ptr<TPDFFont> font;
   std::string problem;
   const std::string path = ResolveFontFile(Name, Bold, Italic, FFontDirs);
@@ -408,9 +411,7 @@ TPDFFont& TPDFFontManager::GetFont(const std::string& Name, bool Bold, bool Ital
   font->SetObjNum(entry.ObjNum);
   ++FCounter;
   entry.Font = std::move(font);
-  ResName = entry.ResName;
-  ObjNum = entry.ObjNum;
-  return *FEntries.emplace(key, std::move(entry)).first->second.Font;
+  return entry;
 }
 
 void TPDFFontManager::EmitAll() {

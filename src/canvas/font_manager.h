@@ -58,6 +58,8 @@ class TPDFFontManager {
   // its own key, and a warning is recorded. Raises EQuilletError only when no fallback font
   // can be found at all, or when the fallback itself cannot be read.
   TPDFFont& GetFont(const std::string& Name, bool Bold, bool Italic, std::string& ResName, int32_t& ObjNum);
+  // The same lookup, handing out the entry itself (it lives as long as the manager).
+  const TPDFFontEntry& GetFontEntry(const std::string& Name, bool Bold, bool Italic);
 
   // Writes every font once, in key order; later calls do nothing.
   void EmitAll();
@@ -74,6 +76,9 @@ class TPDFFontManager {
   const std::map<std::string, TPDFFontEntry>& Entries() const { return FEntries; }
 
  private:
+  // Finds, loads and numbers the font for a request not seen before.
+  TPDFFontEntry LoadEntry(const std::string& Name, bool Bold, bool Italic);
+
   TPDFVectorWriter& FWriter;
   std::map<std::string, TPDFFontEntry> FEntries;
   int32_t FCounter = 0;

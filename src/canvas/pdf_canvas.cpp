@@ -128,6 +128,7 @@ void TPdfRptCanvas::BeginPage(float WidthPt, float HeightPt) {
   FPageH = HeightPt;
   FContent.clear();
   FPageFonts.clear();
+  FLastPageFont = nullptr;
   FPageXObjs.clear();
   FInPage = true;
 }
@@ -306,20 +307,19 @@ void TPdfRptCanvas::EmitTextLine(std::string_view Hex, double X, double Y, const
 void TPdfRptCanvas::DrawText(const std::string& S, const TRectF& R, const TRptFont& F, TRptHorzAlign HA,
                              TRptVertAlign VA, bool WordWrap, TAlphaColor Color) {
   if (S.empty() || IsTranspColor(Color)) return;
-  std::string resName;
-  int32_t objNum = 0;
-  TPDFFont& font = FFontMgr->GetFont(F.Name, F.Bold, F.Italic, resName, objNum);
-  FPageFonts[resName] = objNum;
+  const TPDFFontEntry& entry = FFontMgr->GetFontEntry(F.Name, F.Bold, F.Italic);
+  TPDFFont& font = *entry.Font;
+  if (&entry != FLastPageFont) {
+    FPageFonts[entry.ResName] = entry.ObjNum;
+    FLastPageFont = &entry;
+  }
 
   const TLineMetrics m = MetricsOf(font, F.Size);
   const double step = 1.15 * m.Height;
-  std::vector<std::string> lines;
-  if (WordWrap) {
-    lines = WrapText(font, S, F.Size, static_cast<double>(R.Right - R.Left) - 4);
-  } else {
-    lines.push_back(S);
-  }
-  const double blockHeight = (static_cast<double>(lines.size()) - 1) * step + m.Height;
+  std::vector<std::string> wrapped;
+  if (WordWrap) wrapped = WrapText(font, S, F.Size, static_cast<double>(R.Right - R.Left) - 4);
+  const size_t lineCount = WordWrap ? wrapped.size() : 1;
+  const double blockHeight = (static_cast<double>(lineCount) - 1) * step + m.Height;
   const double boxHeight = static_cast<double>(R.Bottom) - R.Top;
   double top = R.Top;
   if (VA == rvaCenter) {
@@ -331,10 +331,10 @@ void TPdfRptCanvas::DrawText(const std::string& S, const TRectF& R, const TRptFo
   FContent += "q\n";
   EmitRect(R);
   FContent += " re W n\n";
-  for (size_t i = 0; i < lines.size(); ++i) {
+  for (size_t i = 0; i < lineCount; ++i) {
     FHex.clear();
     double advance = 0;
-    font.AppendEncodedText(lines[i], FHex, advance);
+    font.AppendEncodedText(WordWrap ? std::string_view(wrapped[i]) : std::string_view(S), FHex, advance);
     const double w = advance / 1000.0 * F.Size;
     double x;
     if (HA == rhaCenter) {
@@ -346,25 +346,21 @@ void TPdfRptCanvas::DrawText(const std::string& S, const TRectF& R, const TRptFo
     }
     const double baseline = top + m.Ascent + static_cast<double>(i) * step;
     if (baseline - m.Ascent > R.Bottom) break;
-    EmitTextLine(FHex, x, baseline, resName, F.Size, Color);
+    EmitTextLine(FHex, x, baseline, entry.ResName, F.Size, Color);
   }
   FContent += "Q\n";
 }
 
 TSizeF TPdfRptCanvas::MeasureText(const std::string& S, const TRptFont& F) {
   if (S.empty()) return {0, 1.2f * F.Size};
-  std::string resName;
-  int32_t objNum = 0;
-  TPDFFont& font = FFontMgr->GetFont(F.Name, F.Bold, F.Italic, resName, objNum);
+  TPDFFont& font = *FFontMgr->GetFontEntry(F.Name, F.Bold, F.Italic).Font;
   const TLineMetrics m = MetricsOf(font, F.Size);
   return {static_cast<float>(font.TextWidth1000(S) / 1000.0 * F.Size), static_cast<float>(m.Height)};
 }
 
 float TPdfRptCanvas::MeasureWrappedHeight(const std::string& S, float W, const TRptFont& F) {
   if (S.empty()) return 1.2f * F.Size;
-  std::string resName;
-  int32_t objNum = 0;
-  TPDFFont& font = FFontMgr->GetFont(F.Name, F.Bold, F.Italic, resName, objNum);
+  TPDFFont& font = *FFontMgr->GetFontEntry(F.Name, F.Bold, F.Italic).Font;
   const TLineMetrics m = MetricsOf(font, F.Size);
   const size_t lines = WrapText(font, S, F.Size, W).size();
   return static_cast<float>((static_cast<double>(lines) - 1) * 1.15 * m.Height + m.Height);

@@ -75,6 +75,7 @@ class TPdfRptCanvas : public IRptCanvas {
   bool FInPage = false;
   std::unique_ptr<TPDFFontManager> FFontMgr;
   std::map<std::string, int32_t> FPageFonts;
+  const TPDFFontEntry* FLastPageFont = nullptr;  // already in FPageFonts for this page
   std::map<std::string, int32_t> FPageXObjs;
   int32_t FImgCounter = 0;
   std::string FHex;  // reused glyph buffer
