@@ -534,23 +534,6 @@ TEST(RenderPass, TotalPagesIsTheLastPageNumberWhenCountedFirst) {
   EXPECT_EQ(Canvas->OfKind(TKind::EndPage).size(), 3u);
 }
 
-TEST(RenderPass, ADrawingPassRestartsItsTotals) {
-  auto Orders = Numbers("Orders", 3);
-  TReportPage Page;
-  SmallPage(Page);
-  AddBand(Page, btMasterData, 10, "Orders");
-  AddLabel(AddBand(Page, btSummary, 10), "[SUM(N)]");
-  TReportEngine E;
-  E.SetDataSource("Orders", Orders.get());
-  E.RunPass(Page, std::make_shared<TTestCanvas>(), CountPass());
-  auto Canvas = std::make_shared<TTestCanvas>();
-  E.RunPass(Page, Canvas, DrawPass());
-  auto Again = std::make_shared<TTestCanvas>();
-  E.RunPass(Page, Again, DrawPass());
-  EXPECT_EQ(Canvas->Texts(), std::vector<std::string>{"6"});
-  EXPECT_EQ(Again->Texts(), std::vector<std::string>{"6"});
-}
-
 TEST(RenderPass, PageEventsFireOnlyWhenAsked) {
   auto Orders = Numbers("Orders", 15);
   for (bool Fire : {false, true}) {
@@ -607,6 +590,19 @@ TEST(RenderPass, CancellingBeforeAPageStopsTheRun) {
   auto Quiet = std::make_shared<TTestCanvas>();
   EXPECT_EQ(E.RunPass(Page, Quiet, DrawPass(4, "4")), 4);
   EXPECT_TRUE(Asked.empty());
+}
+
+TEST(RenderPass, AStopRequestEndsEvenACountingPassAtItsNextPage) {
+  auto Orders = Numbers("Orders", 15);
+  TReportPage Page;
+  NumberedReport(Page, 1);
+  TReportEngine E;
+  E.SetDataSource("Orders", Orders.get());
+  E.RequestCancel();
+  auto Canvas = std::make_shared<TTestCanvas>();
+  EXPECT_THROW(E.RunPass(Page, Canvas, CountPass()), EReportCancelled);
+  E.ClearCancel();
+  EXPECT_EQ(E.RunPass(Page, Canvas, DrawPass(4, "4")), 4);
 }
 
 }  // namespace

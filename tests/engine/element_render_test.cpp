@@ -494,13 +494,5 @@ TEST(ElementRendering, BarcodesAndQrCodesPaintInsideTheirRectangle) {
   }
 }
 
-TEST(ElementRendering, ADataBoundTableIsNotDrawnAsAnElement) {
-  // The walker hands such tables to the data-table renderer; with no source, nothing shows.
-  TReportElement El = Element(retTable, 100, 40);
-  El.DataField = "Nowhere";
-  El.CellTexts = {"H1", "H2", "H3"};
-  EXPECT_TRUE(Render(El).empty());
-}
-
 }  // namespace
 }  // namespace quillet::enginetest

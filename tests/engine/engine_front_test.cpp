@@ -319,29 +319,7 @@ TEST(EngineDiscovery, DestroyingTheEngineClearsTheLinksReference) {
   EXPECT_EQ(Link.ReportEngine(), nullptr);
 }
 
-// ---- Events and messages ----
-
-TEST(EngineEvents, TriggersCallHandlersWithTheEngine) {
-  TReportEngine E;
-  EXPECT_FALSE(E.DoBeforePage(1, 2));  // no handler
-  E.DoBeforeRender();                  // no handler: nothing happens
-  std::vector<std::string> Log;
-  E.OnBeforeRender = [&](TReportEngine& S) { Log.push_back(&S == &E ? "before" : "wrong"); };
-  E.OnAfterRender = [&](TReportEngine& S) { Log.push_back(&S == &E ? "after" : "wrong"); };
-  E.OnPageRendered = [&](TReportEngine&, int32_t P, int32_t T) {
-    Log.push_back("page " + std::to_string(P) + "/" + std::to_string(T));
-  };
-  E.OnBeforePage = [&](TReportEngine&, int32_t P, int32_t, bool& Cancel) {
-    EXPECT_FALSE(Cancel);
-    Cancel = P == 3;
-  };
-  E.DoBeforeRender();
-  E.DoPageRendered(2, 5);
-  E.DoAfterRender();
-  EXPECT_FALSE(E.DoBeforePage(2, 5));
-  EXPECT_TRUE(E.DoBeforePage(3, 5));
-  EXPECT_EQ(Log, (std::vector<std::string>{"before", "page 2/5", "after"}));
-}
+// ---- Messages ----
 
 TEST(EngineMessages, DesktopShowReportOnlyTellsTheUser) {
   const std::string Msg = "PDF generation is only supported on Android.";

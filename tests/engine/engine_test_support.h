@@ -55,7 +55,6 @@ class TTestCanvas : public IRptCanvas {
 
   std::vector<TCall> Calls;
   int PagesBegun = 0;
-  int WrappedMeasures = 0;
 
   void BeginPage(float W, float H) override {
     ++PagesBegun;
@@ -90,7 +89,6 @@ class TTestCanvas : public IRptCanvas {
     return {0.5f * F.Size * static_cast<float>(S.size()), F.Size};
   }
   float MeasureWrappedHeight(const std::string& S, float, const TRptFont&) override {
-    ++WrappedMeasures;
     return LineHeight * static_cast<float>(1 + std::count(S.begin(), S.end(), '\n'));
   }
   void DrawImage(const TRectF& R, const TRptBitmap&, TRptImageScale) override {
