@@ -194,16 +194,16 @@ inline TReportElement& AddElement(TReportBand& Band, TRptElemType Type, float Le
   return *Band.Elements.back();
 }
 
-struct TFieldSpec {
+struct TFieldDecl {
   std::string Name;
   TFieldType Type;
 };
 
 // An open in-memory data set with the given fields and records.
-inline std::unique_ptr<TMemDataSet> MakeSet(const std::string& Name, const std::vector<TFieldSpec>& Fields,
+inline std::unique_ptr<TMemDataSet> MakeSet(const std::string& Name, const std::vector<TFieldDecl>& Fields,
                                             const std::vector<std::vector<TExprValue>>& Rows) {
   auto DS = std::make_unique<TMemDataSet>(Name);
-  for (const TFieldSpec& F : Fields) DS->AddField(F.Name, F.Type);
+  for (const TFieldDecl& F : Fields) DS->AddField(F.Name, F.Type);
   for (const auto& R : Rows) DS->AppendRecord(R);
   DS->Open();
   DS->First();
