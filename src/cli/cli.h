@@ -17,6 +17,7 @@ using TArgs = std::vector<std::string>;
 
 // Each command takes the arguments after its name and returns the exit status. Failures are
 // thrown: EUsageError for usage, anything else is a failure while running (status 1).
+int RunRender(const TArgs& Args);
 int RunEval(const TArgs& Args);
 int RunCheck(const TArgs& Args);
 int RunSelfTest(const TArgs& Args);

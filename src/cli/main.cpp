@@ -14,6 +14,14 @@ const char* const kUsage =
     "Usage: quillet COMMAND [ARGS...]\n"
     "\n"
     "Commands:\n"
+    "  render REPORT.qdr [MORE.qdr ...] -o OUT.pdf [--data NAME=SOURCE]... [--main NAME]\n"
+    "         [--link DETAIL.FIELD=MASTER.FIELD]... [--var NAME=VALUE]... [--fonts DIR]...\n"
+    "         [--compression LEVEL]\n"
+    "                                          run reports over data sets into one PDF\n"
+    "     SOURCE: FILE.csv | FILE.json | sqlite:FILE.db:SQL (SQL may use :Source.Field parameters)\n"
+    "     --main NAME: the data source that an empty name means (default: the first --data)\n"
+    "     --link: DETAIL shows only the records whose FIELD equals MASTER's current FIELD\n"
+    "     --compression LEVEL: Flate level of page content, 0 (none) to 12, default 6\n"
     "  eval EXPR [--var NAME=VALUE]...         evaluate an expression and print its value\n"
     "                                          (\"(null)\" for null)\n"
     "  eval --text TEXT [--var NAME=VALUE]...  expand the [expression] placeholders of TEXT\n"
@@ -25,7 +33,7 @@ const char* const kUsage =
     "  --version  show the version and exit\n"
     "\n"
     "Variables given with --var are strings, as report variables always are.\n"
-    "Exit status: 0 success, 1 failure while running, 2 usage error.\n";
+    "Exit status: 0 success, 1 failure while running, 2 usage error, 130 interrupted.\n";
 
 }  // namespace
 
@@ -56,6 +64,7 @@ int Main(int argc, char** argv) {
         return 0;
       }
     }
+    if (command == "render") return RunRender(args);
     if (command == "eval") return RunEval(args);
     if (command == "check") return RunCheck(args);
     if (command == "selftest") return RunSelfTest(args);

@@ -1,0 +1,361 @@
+// quillet render: runs one or several report definitions over data sets named on the command
+// line and writes one PDF. The command owns the data sets; the engine only borrows them.
+#include <signal.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cctype>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "base/error.h"
+#include "base/number_format.h"
+#include "cli/cli.h"
+#include "data/csv_data_set.h"
+#include "data/json_data_set.h"
+#include "data/sqlite_data_set.h"
+#include "engine/report_engine.h"
+#include "reportdef/report_model.h"
+
+namespace quillet::cli {
+
+namespace {
+
+struct TDataOption {
+  std::string Name;
+  std::string Source;  // as typed, for messages
+};
+
+struct TLinkOption {
+  std::string Detail, DetailField, Master, MasterField;
+};
+
+struct TRenderOptions {
+  std::vector<std::string> Reports;
+  std::string OutFile;
+  std::vector<TDataOption> Data;
+  std::string MainName;
+  bool HaveMain = false;
+  std::vector<TLinkOption> Links;
+  std::vector<std::pair<std::string, std::string>> Vars;
+  std::vector<std::string> FontDirs;
+  int Compression = -1;  // -1: the engine's default
+};
+
+bool EndsWithNoCase(const std::string& S, const std::string& Suffix) {
+  if (S.size() < Suffix.size()) return false;
+  for (size_t i = 0; i < Suffix.size(); ++i) {
+    char c = S[S.size() - Suffix.size() + i];
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    if (c != Suffix[i]) return false;
+  }
+  return true;
+}
+
+// "Name.Field" split at the first dot; both parts must be non-empty.
+std::pair<std::string, std::string> SplitSourceField(const std::string& Text, const std::string& Whole) {
+  const auto dot = Text.find('.');
+  if (dot == std::string::npos || dot == 0 || dot + 1 == Text.size())
+    throw EUsageError("--link expects DETAIL.FIELD=MASTER.FIELD, got \"" + Whole + "\"");
+  return {Text.substr(0, dot), Text.substr(dot + 1)};
+}
+
+// Checks the kind of SOURCE now so that a typo is a usage error before anything is opened.
+void CheckSourceKind(const std::string& Source) {
+  if (Source.rfind("sqlite:", 0) == 0) {
+    const auto colon = Source.find(':', 7);
+    if (colon == std::string::npos || colon == 7 || colon + 1 == Source.size())
+      throw EUsageError("--data: expected sqlite:FILE.db:SQL, got \"" + Source + "\"");
+    return;
+  }
+  if (EndsWithNoCase(Source, ".csv") || EndsWithNoCase(Source, ".json")) return;
+  throw EUsageError("--data: unknown kind of data source \"" + Source +
+                    "\" (expected FILE.csv, FILE.json or sqlite:FILE.db:SQL)");
+}
+
+std::unique_ptr<TDataSet> MakeDataSet(const TDataOption& D) {
+  if (D.Source.rfind("sqlite:", 0) == 0) {
+    const auto colon = D.Source.find(':', 7);
+    return std::make_unique<TSqliteDataSet>(D.Name, D.Source.substr(7, colon - 7), D.Source.substr(colon + 1));
+  }
+  if (EndsWithNoCase(D.Source, ".csv")) return std::make_unique<TCsvDataSet>(D.Name, D.Source);
+  return std::make_unique<TJsonDataSet>(D.Name, D.Source);
+}
+
+TRenderOptions ParseOptions(const TArgs& Args) {
+  TRenderOptions o;
+  bool haveOut = false;
+  std::set<std::string> names;
+  for (size_t i = 0; i < Args.size(); ++i) {
+    std::string a = Args[i];
+    std::string value;
+    bool inlineValue = false;
+    if (a.size() > 2 && a[0] == '-' && a[1] == '-') {
+      const auto eq = a.find('=');
+      if (eq != std::string::npos) {
+        value = a.substr(eq + 1);
+        a.resize(eq);
+        inlineValue = true;
+      }
+    }
+    const auto next = [&]() -> std::string {
+      if (inlineValue) return value;
+      if (++i >= Args.size()) throw EUsageError(a + " needs a value");
+      return Args[i];
+    };
+    if (a == "-o" || a == "--output") {
+      if (haveOut) throw EUsageError("-o given twice");
+      o.OutFile = next();
+      if (o.OutFile.empty()) throw EUsageError("-o needs a file name");
+      haveOut = true;
+    } else if (a == "--data") {
+      auto [name, source] = SplitAssignment("--data", next());
+      if (name.find('.') != std::string::npos)
+        throw EUsageError("--data: a data source name cannot contain \".\": \"" + name + "\"");
+      if (!names.insert(name).second) throw EUsageError("--data: data source \"" + name + "\" given twice");
+      CheckSourceKind(source);
+      o.Data.push_back({name, source});
+    } else if (a == "--main") {
+      if (o.HaveMain) throw EUsageError("--main given twice");
+      o.MainName = next();
+      o.HaveMain = true;
+    } else if (a == "--link") {
+      const std::string text = next();
+      auto [detail, master] = SplitAssignment("--link", text);
+      auto [d, df] = SplitSourceField(detail, text);
+      auto [m, mf] = SplitSourceField(master, text);
+      o.Links.push_back({d, df, m, mf});
+    } else if (a == "--var") {
+      o.Vars.push_back(SplitAssignment("--var", next()));
+    } else if (a == "--fonts") {
+      o.FontDirs.push_back(next());
+      if (o.FontDirs.back().empty()) throw EUsageError("--fonts needs a folder");
+    } else if (a == "--compression") {
+      const std::string v = next();
+      int level = -1;
+      if (!v.empty() && v.size() <= 2 && std::isdigit(static_cast<unsigned char>(v[0])) &&
+          (v.size() == 1 || std::isdigit(static_cast<unsigned char>(v[1]))))
+        level = std::stoi(v);
+      if (level < 0 || level > 12) throw EUsageError("--compression expects a level from 0 to 12, got \"" + v + "\"");
+      o.Compression = level;
+    } else if (a.size() > 1 && a[0] == '-') {
+      throw EUsageError("unknown option \"" + Args[i] + "\"");
+    } else {
+      o.Reports.push_back(a);
+    }
+  }
+  if (o.Reports.empty()) throw EUsageError("render needs at least one REPORT.qdr");
+  if (!haveOut) throw EUsageError("render needs -o OUT.pdf");
+  return o;
+}
+
+// Ctrl-C: the handler only flags the run; the engine stops at the next page it begins, and its
+// PDF writer removes the unfinished file on the way out.
+std::atomic<bool> GInterrupted{false};
+std::atomic<TReportEngine*> GRunningEngine{nullptr};
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<TReportEngine*>::is_always_lock_free);
+
+extern "C" void OnInterrupt(int) {
+  GInterrupted.store(true, std::memory_order_relaxed);
+  if (TReportEngine* e = GRunningEngine.load(std::memory_order_relaxed)) e->RequestCancel();
+}
+
+// Installs the handler for the life of one render and restores the previous one afterwards.
+class TInterruptGuard {
+ public:
+  explicit TInterruptGuard(TReportEngine& Engine) {
+    GInterrupted.store(false);
+    GRunningEngine.store(&Engine);
+    struct sigaction sa {};
+    sa.sa_handler = OnInterrupt;
+    sigemptyset(&sa.sa_mask);
+    ::sigaction(SIGINT, &sa, &FOld);
+  }
+  ~TInterruptGuard() {
+    ::sigaction(SIGINT, &FOld, nullptr);
+    GRunningEngine.store(nullptr);
+  }
+  TInterruptGuard(const TInterruptGuard&) = delete;
+  TInterruptGuard& operator=(const TInterruptGuard&) = delete;
+
+ private:
+  struct sigaction FOld {};
+};
+
+// A line on a terminal that is rewritten in place; silent when stderr is not a terminal.
+class TProgressLine {
+ public:
+  TProgressLine() : FEnabled(::isatty(STDERR_FILENO) == 1) {}
+  ~TProgressLine() { Clear(); }
+
+  void Show(const std::string& Text, bool Force) {
+    if (!FEnabled) return;
+    const auto now = std::chrono::steady_clock::now();
+    if (!Force && FShown && now - FLast < std::chrono::milliseconds(100)) return;
+    FLast = now;
+    std::fprintf(stderr, "\r\033[K%s", Text.c_str());
+    std::fflush(stderr);
+    FShown = true;
+  }
+  void Clear() {
+    if (!FShown) return;
+    std::fputs("\r\033[K", stderr);
+    std::fflush(stderr);
+    FShown = false;
+  }
+
+ private:
+  bool FEnabled;
+  bool FShown = false;
+  std::chrono::steady_clock::time_point FLast;
+};
+
+std::string Fixed(double Value, int Decimals) {
+  std::string s = FormatDecimals(Value, Decimals);
+  auto dot = s.find('.');
+  if (dot == std::string::npos) {
+    s += '.';
+    dot = s.size() - 1;
+  }
+  while (static_cast<int>(s.size() - dot - 1) < Decimals) s += '0';
+  return s;
+}
+
+std::string SizeText(uintmax_t Bytes) {
+  if (Bytes < 1024) return std::to_string(Bytes) + " bytes";
+  if (Bytes < 1024 * 1024) return Fixed(static_cast<double>(Bytes) / 1024, 1) + " KB";
+  return Fixed(static_cast<double>(Bytes) / (1024.0 * 1024.0), 1) + " MB";
+}
+
+// Opens every set, each after the sets it reads from (its master and its :Source.Field
+// sources), so that a detail's first query already sees its master's first record.
+void OpenInDependencyOrder(const std::vector<std::unique_ptr<TDataSet>>& Sets,
+                           const std::map<std::string, TDataSet*>& ByName) {
+  std::set<TDataSet*> done, visiting;
+  std::function<void(TDataSet*)> open = [&](TDataSet* D) {
+    if (done.count(D) || visiting.count(D)) return;
+    visiting.insert(D);
+    if (D->Master()) open(D->Master());
+    if (auto* sql = dynamic_cast<TSqliteDataSet*>(D))
+      for (const TSqlSourceParam& p : sql->SourceParams()) {
+        const auto it = ByName.find(p.Source);
+        if (it != ByName.end()) open(it->second);
+      }
+    D->Open();
+    visiting.erase(D);
+    done.insert(D);
+  };
+  for (const auto& d : Sets) open(d.get());
+}
+
+}  // namespace
+
+int RunRender(const TArgs& Args) {
+  const TRenderOptions opt = ParseOptions(Args);
+  const auto started = std::chrono::steady_clock::now();
+
+  // Report files are read up front so that a broken one fails before any data is opened.
+  for (const std::string& file : opt.Reports) {
+    TReportPage page;
+    page.LoadFromFile(file);
+  }
+
+  std::vector<std::unique_ptr<TDataSet>> sets;
+  std::map<std::string, TDataSet*> byName;
+  for (const TDataOption& d : opt.Data) {
+    sets.push_back(MakeDataSet(d));
+    byName[d.Name] = sets.back().get();
+  }
+  const auto lookup = [&byName](const std::string& Option, const std::string& Name) {
+    const auto it = byName.find(Name);
+    if (it == byName.end()) throw EQuilletError(Option + ": unknown data source \"" + Name + "\"");
+    return it->second;
+  };
+
+  TDataSet* mainSet = nullptr;
+  if (opt.HaveMain)
+    mainSet = lookup("--main", opt.MainName);
+  else if (!sets.empty())
+    mainSet = sets.front().get();
+
+  for (const TLinkOption& l : opt.Links) {
+    TDataSet* detail = lookup("--link", l.Detail);
+    TDataSet* master = lookup("--link", l.Master);
+    detail->SetMaster(master, l.DetailField, l.MasterField);
+  }
+
+  for (const auto& d : sets) {
+    auto* sql = dynamic_cast<TSqliteDataSet*>(d.get());
+    if (!sql) continue;
+    for (const auto& other : sets)
+      if (other.get() != sql) sql->AddParamSource(other.get());
+    // Said here rather than by the first query, with the option that names the set.
+    for (const TSqlSourceParam& p : sql->SourceParams())
+      if (!byName.count(p.Source))
+        throw EQuilletError("--data " + sql->Name() + ": unknown data source \"" + p.Source + "\" in parameter :" +
+                            p.Source + "." + p.Field);
+  }
+
+  TReportEngine engine;
+  for (const auto& d : sets) engine.SetDataSource(d->Name(), d.get());
+  engine.SetDataSource(mainSet);
+  for (const auto& [name, value] : opt.Vars) engine.SetVariable(name, value);
+  if (opt.Compression >= 0) engine.SetPdfCompressionLevel(opt.Compression);
+  if (!opt.FontDirs.empty()) engine.SetFontDirs(opt.FontDirs);
+
+  TInterruptGuard interruptGuard(engine);
+  TProgressLine progress;
+  const auto interrupted = [&progress, &opt]() {
+    progress.Clear();
+    std::fprintf(stderr, "quillet: interrupted; %s not written\n", opt.OutFile.c_str());
+    return 130;
+  };
+
+  progress.Show("opening data...", true);
+  OpenInDependencyOrder(sets, byName);
+  if (GInterrupted.load()) return interrupted();
+
+  int32_t pages = 0;
+  const bool several = opt.Reports.size() > 1;
+  engine.OnBeforePage = [](TReportEngine&, int32_t, int32_t, bool& Cancel) {
+    if (GInterrupted.load(std::memory_order_relaxed)) Cancel = true;
+  };
+  engine.OnPageRendered = [&](TReportEngine& Sender, int32_t PageNum, int32_t TotalPages) {
+    ++pages;
+    std::string text = "page " + std::to_string(PageNum) + " of " + std::to_string(TotalPages);
+    if (several) text = Sender.ReportFile() + ": " + text;
+    progress.Show(text, PageNum == TotalPages);
+  };
+  progress.Show("counting pages...", true);
+
+  try {
+    if (several)
+      engine.ExportPDF(opt.Reports, opt.OutFile);
+    else
+      engine.ExportPDF(opt.Reports.front(), opt.OutFile);
+  } catch (const EReportCancelled&) {
+    return interrupted();
+  } catch (...) {
+    progress.Clear();
+    if (GInterrupted.load()) return interrupted();
+    throw;
+  }
+  progress.Clear();
+
+  for (const std::string& w : engine.Warnings()) std::fprintf(stderr, "quillet: warning: %s\n", w.c_str());
+  std::error_code ec;
+  const uintmax_t size = std::filesystem::file_size(opt.OutFile, ec);
+  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+  std::fprintf(stderr, "quillet: wrote %s: %d page%s, %s, %s s\n", opt.OutFile.c_str(), pages, pages == 1 ? "" : "s",
+               ec ? "size unknown" : SizeText(size).c_str(), Fixed(seconds, 2).c_str());
+  return 0;
+}
+
+}  // namespace quillet::cli
