@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# The main job: builds Quillet, lists the structure of every example report and writes the PDF
-# self-test pages (shapes, text, an embedded font, barcodes, a QR code and a table).
+# The main job: builds Quillet, lists the structure of every example report, writes the PDF
+# self-test pages (shapes, text, an embedded font, barcodes, a QR code and a table) and renders
+# the example reports in examples/render/ over their CSV and JSON data.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
@@ -12,3 +13,8 @@ for f in examples/*.qdr; do
   echo "checked $f -> out/$name.txt" >&2
 done
 build/quillet selftest out/selftest
+build/quillet render examples/render/orders.qdr -o out/orders.pdf \
+  --data Orders=examples/render/orders.csv --var Company="Quillet Trading"
+build/quillet render examples/render/customer_orders.qdr -o out/customer_orders.pdf \
+  --data Customers=examples/render/customers.json --data Orders=examples/render/orders.csv \
+  --link Orders.customer_id=Customers.id
