@@ -234,6 +234,13 @@ std::string SizeText(uintmax_t Bytes) {
   return Fixed(static_cast<double>(Bytes) / (1024.0 * 1024.0), 1) + " MB";
 }
 
+std::string SourceFile(TDataSet& D) {
+  if (auto* csv = dynamic_cast<TCsvDataSet*>(&D)) return csv->FileName();
+  if (auto* json = dynamic_cast<TJsonDataSet*>(&D)) return json->FileName();
+  if (auto* sql = dynamic_cast<TSqliteDataSet*>(&D)) return sql->DatabaseFile();
+  return "";
+}
+
 // Opens every set, each after the sets it reads from (its master and its :Source.Field
 // sources), so that a detail's first query already sees its master's first record.
 void OpenInDependencyOrder(const std::vector<std::unique_ptr<TDataSet>>& Sets,
@@ -248,7 +255,13 @@ void OpenInDependencyOrder(const std::vector<std::unique_ptr<TDataSet>>& Sets,
         const auto it = ByName.find(p.Source);
         if (it != ByName.end()) open(it->second);
       }
-    D->Open();
+    try {
+      D->Open();
+    } catch (const EQuilletError& e) {
+      // Some data-layer messages name only the set (a link to a missing field); add its file.
+      if (!e.FileName().empty()) throw;
+      throw EQuilletError(e.what(), SourceFile(*D));
+    }
     visiting.erase(D);
     done.insert(D);
   };

@@ -433,7 +433,7 @@ TEST(Render, FailuresLeaveNothingBehind) {
       {"--link to a missing field",
        {"list.qdr", "-o", "out.pdf", "--data", "Orders=orders.csv", "--data", "Customers=customers.json", "--link",
         "Orders.customer_id=Customers.number"},
-       1, "number"},
+       1, "orders.csv: Field 'number' not found in Customers"},
       {"--link on an SQL set",
        {"list.qdr", "-o", "out.pdf", "--data", "Orders=sqlite:shop.db:SELECT * FROM orders", "--data",
         "Customers=customers.json", "--link", "Orders.customer_id=Customers.id"},
