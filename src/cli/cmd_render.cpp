@@ -153,6 +153,15 @@ TRenderOptions ParseOptions(const TArgs& Args) {
   }
   if (o.Reports.empty()) throw EUsageError("render needs at least one REPORT.qdr");
   if (!haveOut) throw EUsageError("render needs -o OUT.pdf");
+  // A slip of the keyboard must not replace a report or its data with the PDF.
+  std::vector<std::string> inputs = o.Reports;
+  for (const TDataOption& d : o.Data)
+    inputs.push_back(d.Source.rfind("sqlite:", 0) == 0 ? d.Source.substr(7, d.Source.find(':', 7) - 7) : d.Source);
+  for (const std::string& in : inputs) {
+    std::error_code ec;
+    if (std::filesystem::equivalent(in, o.OutFile, ec))
+      throw EUsageError("-o " + o.OutFile + " would overwrite the input " + in);
+  }
   return o;
 }
 
@@ -278,6 +287,12 @@ int RunRender(const TArgs& Args) {
   for (const std::string& file : opt.Reports) {
     TReportPage page;
     page.LoadFromFile(file);
+  }
+
+  for (const std::string& dir : opt.FontDirs) {
+    std::error_code ec;
+    if (!std::filesystem::is_directory(dir, ec))
+      throw EQuilletError("--fonts: no such folder \"" + dir + "\"", dir);
   }
 
   std::vector<std::unique_ptr<TDataSet>> sets;

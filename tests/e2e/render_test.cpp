@@ -401,6 +401,37 @@ TEST(Render, ToleratedGaps) {
   EXPECT_EQ(text.find("Ghost row"), std::string::npos);
 }
 
+// A family found only in a --fonts folder (as FAMILY.otf) is embedded without a warning; without
+// the folder it is substituted, with a warning naming it.
+TEST(Render, FontFolders) {
+  const std::string face = test::RunTool("fc-match -f '%{file}' 'TeX Gyre Cursor:style=Regular' 2>/dev/null");
+  if (face.size() < 4 || face.substr(face.size() - 4) != ".otf" || !fs::exists(face))
+    GTEST_SKIP() << "TeX Gyre Cursor is not installed";
+  test::TTempDir dir;
+  fs::create_directory(dir.Path / "fonts");
+  fs::copy_file(face, dir.Path / "fonts" / "QuilletFace.otf");
+  TJson label = Label("t", 0, 0, 300, "Typewriter text");
+  label["fontName"] = "QuilletFace";
+  dir.Write("font.qdr", Report({Band("Title", 30, {label})}));
+  struct Case {
+    std::vector<std::string> Extra;
+    bool Warns;
+  } cases[] = {{{"--fonts", "fonts"}, false}, {{}, true}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.Warns ? "without --fonts" : "with --fonts");
+    std::vector<std::string> args = {"render", "font.qdr", "-o", "font.pdf"};
+    args.insert(args.end(), c.Extra.begin(), c.Extra.end());
+    const TRun r = RunQuillet(args, dir.Str());
+    ASSERT_EQ(r.Status, 0) << r.Err;
+    EXPECT_EQ(r.Err.find("warning") != std::string::npos, c.Warns) << r.Err;
+    EXPECT_EQ(r.Err.find("QuilletFace") != std::string::npos, c.Warns) << r.Err;
+    EXPECT_EQ(PdfProblems(dir.File("font.pdf"), dir.File("raster")), "");
+    const std::string fonts = test::RunTool("pdffonts " + Quote(dir.File("font.pdf")) + " 2>&1");
+    EXPECT_EQ(fonts.find("TeXGyreCursor") != std::string::npos, !c.Warns) << fonts;
+    EXPECT_NE(Join(PdfPages(dir.File("font.pdf"))).find("Typewriter text"), std::string::npos);
+  }
+}
+
 // Each failure: the right exit status, one line (a usage error adds the --help hint), nothing
 // on stdout, and neither the output file nor a temporary file left behind.
 TEST(Render, FailuresLeaveNothingBehind) {
@@ -448,7 +479,13 @@ TEST(Render, FailuresLeaveNothingBehind) {
        1, "number"},
       {"output folder missing", {"list.qdr", "-o", "no/such/dir/out.pdf", "--data", "Orders=orders.csv"}, 1,
        "no/such/dir/out.pdf"},
+      {"missing font folder", {"list.qdr", "-o", "out.pdf", "--data", "Orders=orders.csv", "--fonts", "nofonts"}, 1,
+       "nofonts"},
       {"no output", {"list.qdr", "--data", "Orders=orders.csv"}, 2, "-o"},
+      {"output over the report", {"list.qdr", "-o", "./list.qdr", "--data", "Orders=orders.csv"}, 2, "overwrite"},
+      {"output over the data", {"list.qdr", "-o", "orders.csv", "--data", "Orders=./orders.csv"}, 2, "overwrite"},
+      {"output over the database", {"list.qdr", "-o", "shop.db", "--data", "Orders=sqlite:shop.db:SELECT * FROM orders"},
+       2, "overwrite"},
       {"no report", {"-o", "out.pdf"}, 2, "REPORT"},
       {"unknown source kind", {"list.qdr", "-o", "out.pdf", "--data", "Orders=orders.xml"}, 2, "orders.xml"},
       {"sqlite without SQL", {"list.qdr", "-o", "out.pdf", "--data", "Orders=sqlite:shop.db"}, 2, "sqlite:"},
@@ -483,6 +520,9 @@ TEST(Render, FailuresLeaveNothingBehind) {
     EXPECT_NE(r.Err.find(c.Mentions), std::string::npos) << r.Err;
     EXPECT_FALSE(fs::exists(dir.Path / "out.pdf"));
     EXPECT_EQ(dir.Count(), before);
+    EXPECT_EQ(ReadFile(dir.Path / "list.qdr"), GroupedListReport());
+    EXPECT_EQ(ReadFile(dir.Path / "orders.csv"), OrdersCsv(orders));
+    EXPECT_EQ(ReadFile(dir.Path / "shop.db").rfind("SQLite format 3", 0), 0u);
   }
 }
 
