@@ -59,38 +59,46 @@ inline std::vector<std::string> ChildEnvironment() {
   return env;
 }
 
-// argv for the program: QUILLET_CLI_PATH followed by Args; the strings must outlive the result.
-inline std::vector<char*> MakeArgv(std::string& Prog, std::vector<std::string>& Args) {
-  std::vector<char*> argv{Prog.data()};
+// Starts quillet with Args in Dir, its stdout and stderr on the given descriptors; NewSession
+// detaches it from the test's terminal (so a pty given as stderr is its only terminal).
+// Everything the child needs is built before fork: the child only execs.
+inline pid_t SpawnQuillet(std::vector<std::string> Args, const std::string& Dir, int OutFd, int ErrFd,
+                          bool NewSession = false) {
+  std::string prog = QUILLET_CLI_PATH;
+  std::vector<char*> argv{prog.data()};
   for (auto& a : Args) argv.push_back(a.data());
   argv.push_back(nullptr);
-  return argv;
-}
-
-// Runs quillet with Args in Dir (no shell in between), stdout and stderr captured separately
-// through files so that neither can block the child.
-inline TRun RunQuillet(std::vector<std::string> Args, const std::string& Dir = "") {
-  std::string prog = QUILLET_CLI_PATH;
-  std::vector<char*> argv = MakeArgv(prog, Args);
   std::vector<std::string> envStrings = ChildEnvironment();
   std::vector<char*> envp;
   for (auto& e : envStrings) envp.push_back(e.data());
   envp.push_back(nullptr);
+  const pid_t pid = ::fork();
+  if (pid == 0) {
+    if (NewSession) ::setsid();
+    if (!Dir.empty() && ::chdir(Dir.c_str()) != 0) ::_exit(126);
+    ::dup2(OutFd, 1);
+    ::dup2(ErrFd, 2);
+    ::execve(argv[0], argv.data(), envp.data());
+    ::_exit(127);
+  }
+  return pid;
+}
+
+// Exit status, or 128 + signal.
+inline int WaitStatus(pid_t Pid) {
+  int status = 0;
+  ::waitpid(Pid, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+// Runs quillet with Args in Dir, stdout and stderr captured separately through files so that
+// neither can block the child.
+inline TRun RunQuillet(std::vector<std::string> Args, const std::string& Dir = "") {
   FILE* out = std::tmpfile();
   FILE* err = std::tmpfile();
   TRun r;
   if (!out || !err) return r;
-  const pid_t pid = ::fork();
-  if (pid == 0) {
-    if (!Dir.empty() && ::chdir(Dir.c_str()) != 0) ::_exit(126);
-    ::dup2(::fileno(out), 1);
-    ::dup2(::fileno(err), 2);
-    ::execve(argv[0], argv.data(), envp.data());
-    ::_exit(127);
-  }
-  int status = 0;
-  ::waitpid(pid, &status, 0);
-  r.Status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  r.Status = WaitStatus(SpawnQuillet(std::move(Args), Dir, ::fileno(out), ::fileno(err)));
   std::rewind(out);
   std::rewind(err);
   r.Out = ReadFd(::fileno(out));

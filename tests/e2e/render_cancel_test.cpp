@@ -33,12 +33,6 @@ void WriteLargeJob(const test::TTempDir& Dir) {
 
 const std::vector<std::string> kArgs = {"render", "big.qdr", "-o", "big.pdf", "--data", "Orders=big.csv"};
 
-int WaitStatus(pid_t Pid) {
-  int status = 0;
-  ::waitpid(Pid, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-}
-
 // The folder holds only what the test put there.
 void ExpectNothingLeft(const test::TTempDir& Dir) {
   EXPECT_FALSE(fs::exists(Dir.Path / "big.pdf"));
@@ -50,30 +44,13 @@ void ExpectNothingLeft(const test::TTempDir& Dir) {
 TEST(RenderCancel, InterruptOnATerminal) {
   test::TTempDir dir;
   WriteLargeJob(dir);
-  std::string prog = QUILLET_CLI_PATH;
-  std::vector<std::string> args = kArgs;
-  std::vector<char*> argv = MakeArgv(prog, args);
-  std::vector<std::string> envStrings = ChildEnvironment();
-  std::vector<char*> envp;
-  for (auto& e : envStrings) envp.push_back(e.data());
-  envp.push_back(nullptr);
-  const std::string cwd = dir.Str();
   FILE* out = std::tmpfile();
   ASSERT_NE(out, nullptr);
-
   int master = -1, slave = -1;
   ASSERT_EQ(::openpty(&master, &slave, nullptr, nullptr, nullptr), 0);
-  const pid_t pid = ::fork();
+  ::fcntl(master, F_SETFD, FD_CLOEXEC);
+  const pid_t pid = SpawnQuillet(kArgs, dir.Str(), ::fileno(out), slave, true);
   ASSERT_GE(pid, 0);
-  if (pid == 0) {
-    ::setsid();
-    ::close(master);
-    ::dup2(slave, 2);
-    ::dup2(::fileno(out), 1);
-    if (::chdir(cwd.c_str()) != 0) ::_exit(126);
-    ::execve(argv[0], argv.data(), envp.data());
-    ::_exit(127);
-  }
   ::close(slave);
 
   // Reads the terminal until the child closes it (EIO on Linux) or the deadline passes.
@@ -119,26 +96,10 @@ TEST(RenderCancel, InterruptOnATerminal) {
 TEST(RenderCancel, InterruptWhileCountingPages) {
   test::TTempDir dir;
   WriteLargeJob(dir);
-  std::string prog = QUILLET_CLI_PATH;
-  std::vector<std::string> args = kArgs;
-  std::vector<char*> argv = MakeArgv(prog, args);
-  std::vector<std::string> envStrings = ChildEnvironment();
-  std::vector<char*> envp;
-  for (auto& e : envStrings) envp.push_back(e.data());
-  envp.push_back(nullptr);
-  const std::string cwd = dir.Str();
   FILE* err = std::tmpfile();
   ASSERT_NE(err, nullptr);
-
-  const pid_t pid = ::fork();
+  const pid_t pid = SpawnQuillet(kArgs, dir.Str(), ::fileno(err), ::fileno(err));
   ASSERT_GE(pid, 0);
-  if (pid == 0) {
-    ::dup2(::fileno(err), 2);
-    ::dup2(::fileno(err), 1);
-    if (::chdir(cwd.c_str()) != 0) ::_exit(126);
-    ::execve(argv[0], argv.data(), envp.data());
-    ::_exit(127);
-  }
   bool started = false, ended = false;
   const auto deadline = std::chrono::steady_clock::now() + 120s;
   while (!started && !ended && std::chrono::steady_clock::now() < deadline) {
