@@ -44,13 +44,18 @@ std::string UserDocumentsFolder() {
 }
 
 std::string TReportEngine::LocateImage(const TReportElement& El) const {
-  std::filesystem::path p(El.ImageFile);
-  if (!p.is_absolute()) {
-    const std::string docs = UserDocumentsFolder();
-    if (docs.empty()) return std::string();
-    p = std::filesystem::path(docs) / p;
+  const std::filesystem::path name(El.ImageFile);
+  if (name.is_absolute()) return RegularFileExists(name.string()) ? name.string() : std::string();
+  if (const std::string docs = UserDocumentsFolder(); !docs.empty()) {
+    const std::string p = (std::filesystem::path(docs) / name).string();
+    if (RegularFileExists(p)) return p;
   }
-  return RegularFileExists(p.string()) ? p.string() : std::string();
+  // Next beside the report file, as subreports are, so a report and its logo travel together.
+  if (!FReportFile.empty()) {
+    const std::string p = (std::filesystem::path(FReportFile).parent_path() / name).string();
+    if (RegularFileExists(p)) return p;
+  }
+  return std::string();
 }
 
 void TReportEngine::CvRenderEl(const TReportElement& El, float BandTop, float OffsetX) {

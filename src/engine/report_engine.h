@@ -265,7 +265,8 @@ class TReportEngine : public TComponent {
   void ShowMessage(const std::string& Message);
   // The subreport file El names, resolved against the report file's folder; "" when missing.
   std::string LocateSubreport(const TReportElement& El) const;
-  // The image file El names, resolved against the user's documents folder; "" when missing.
+  // The image file El names: as given when rooted, else in the user's documents folder, else
+  // beside the report file; "" when missing.
   std::string LocateImage(const TReportElement& El) const;
   void RenderMemo(const TReportElement& El, const TRectF& R);
   void RenderMark(const TReportElement& El, const TRectF& R, const TRptFont& Font);

@@ -404,42 +404,49 @@ TEST(ElementRendering, MemoRunsThatDoNotFitStartANewLine) {
 
 // ---- Images ----
 
-std::string TinyJpeg() {
+std::string TinyJpeg(int32_t Side = 2) {
   TRptBitmap Bmp;
-  Bmp.Width = 2;
-  Bmp.Height = 2;
-  Bmp.Pixels.assign(16, 200);
+  Bmp.Width = Side;
+  Bmp.Height = Side;
+  Bmp.Pixels.assign(size_t(4 * Side * Side), 200);
   const std::vector<uint8_t> Bytes = EncodeJpeg(Bmp);
   return std::string(Bytes.begin(), Bytes.end());
 }
 
-TEST(ElementRendering, ImagesComeFromTheDocumentsFolderOrAnAbsolutePath) {
+// A relative image name is looked up in the documents folder, then beside the report file, so a
+// report and its logo can travel together; the documents folder wins when both have the file.
+TEST(ElementRendering, ImagesComeFromTheDocumentsFolderBesideTheReportOrAnAbsolutePath) {
   test::TTempDir Home, Elsewhere;
   std::filesystem::create_directories(Home.Path / "Documents");
-  std::ofstream(Home.Path / "Documents" / "logo.jpg", std::ios::binary) << TinyJpeg();
-  const std::string Absolute = Elsewhere.Write("abs.jpg", TinyJpeg());
-  Elsewhere.Write("beside.jpg", TinyJpeg());
+  std::ofstream(Home.Path / "Documents" / "logo.jpg", std::ios::binary) << TinyJpeg(2);
+  std::ofstream(Home.Path / "Documents" / "both.jpg", std::ios::binary) << TinyJpeg(2);
+  const std::string Absolute = Elsewhere.Write("abs.jpg", TinyJpeg(4));
+  Elsewhere.Write("beside.jpg", TinyJpeg(3));
+  Elsewhere.Write("both.jpg", TinyJpeg(3));
   TScopedEnv HomeEnv("HOME", Home.Str());
 
   struct TCase {
     std::string File;
-    bool Drawn;
+    bool WithReportFile;
+    float DrawnWidth;  // 0: nothing drawn
   };
-  for (const TCase& C : {TCase{"logo.jpg", true}, TCase{Absolute, true}, TCase{"missing.jpg", false},
-                         TCase{"beside.jpg", false}, TCase{"", false}}) {
+  for (const TCase& C : {TCase{"logo.jpg", true, 2}, TCase{Absolute, true, 4}, TCase{"missing.jpg", true, 0},
+                         TCase{"beside.jpg", true, 3}, TCase{"beside.jpg", false, 0}, TCase{"both.jpg", true, 2},
+                         TCase{"", true, 0}}) {
     TReportElement El = Element(retImage, 60, 30);
     El.ImageFile = C.File;
     El.ImageScale = risFit;
     El.BackColor = Red;  // an image paints no background
     TReportEngine E;
-    E.SetReportFile(Elsewhere.File("report.qdr"));  // not where relative images are looked for
+    if (C.WithReportFile) E.SetReportFile(Elsewhere.File("report.qdr"));
     const auto Calls = Render(El, &E);
-    if (!C.Drawn) {
+    if (C.DrawnWidth == 0) {
       EXPECT_TRUE(Calls.empty()) << C.File;
       continue;
     }
     ASSERT_EQ(Calls.size(), 1u) << C.File;
     EXPECT_EQ(Calls[0].Kind, TKind::DrawImage);
+    EXPECT_EQ(Calls[0].Width, C.DrawnWidth) << C.File;
     ExpectRect(Calls[0].Rect, {25, 13, 85, 43});
   }
 }

@@ -91,8 +91,9 @@ class TTestCanvas : public IRptCanvas {
   float MeasureWrappedHeight(const std::string& S, float, const TRptFont&) override {
     return LineHeight * static_cast<float>(1 + std::count(S.begin(), S.end(), '\n'));
   }
-  void DrawImage(const TRectF& R, const TRptBitmap&, TRptImageScale) override {
-    Calls.push_back({.Kind = TKind::DrawImage, .Page = PagesBegun, .Rect = R});
+  void DrawImage(const TRectF& R, const TRptBitmap& Bmp, TRptImageScale) override {
+    // The bitmap's width travels in Width, so a test can tell which file was drawn.
+    Calls.push_back({.Kind = TKind::DrawImage, .Page = PagesBegun, .Rect = R, .Width = static_cast<float>(Bmp.Width)});
   }
 
   // ---- Queries ----
