@@ -12,6 +12,7 @@
 
 namespace quillet {
 
+// A point in page coordinates.
 struct TPointF {
   float X = 0;
   float Y = 0;
@@ -33,6 +34,7 @@ struct TRptFont {
   friend bool operator==(const TRptFont&, const TRptFont&) = default;
 };
 
+// Shorthand for building a TRptFont in one expression.
 inline TRptFont RptFont(std::string Name, float Size, bool Bold, bool Italic) {
   return TRptFont{std::move(Name), Size, Bold, Italic};
 }
@@ -52,26 +54,34 @@ struct TRptBitmap {
   bool HasTransparency() const;
 };
 
+// Implement it to send reports somewhere new (TReportEngine::RunPass draws onto any canvas).
+// Widths W are line widths in points; transparent colours (IsTranspColor) paint nothing.
 class IRptCanvas {
  public:
   virtual ~IRptCanvas() = default;
 
+  // Starts a page of the given size; every drawing call belongs between BeginPage and EndPage.
   virtual void BeginPage(float WidthPt, float HeightPt) = 0;
   virtual void EndPage() = 0;
   virtual void FillRect(const TRectF& R, TAlphaColor Color) = 0;
+  // Outlines R.
   virtual void StrokeRect(const TRectF& R, TAlphaColor Color, float W) = 0;
   virtual void DrawLine(const TPointF& P1, const TPointF& P2, TAlphaColor Color, float W) = 0;
   // Note the order: stroke colour before fill colour.
   virtual void DrawRoundRect(const TRectF& R, float Rx, float Ry, TAlphaColor Stroke, TAlphaColor Fill,
                              float W) = 0;
+  // The ellipse inscribed in R, filled then outlined.
   virtual void DrawEllipse(const TRectF& R, TAlphaColor Stroke, TAlphaColor Fill, float W) = 0;
+  // Fills the closed polygon through Pts.
   virtual void FillPath(const std::vector<TPointF>& Pts, TAlphaColor Color) = 0;
+  // Draws UTF-8 text aligned inside R, on one line or wrapped at R's width.
   virtual void DrawText(const std::string& S, const TRectF& R, const TRptFont& F, TRptHorzAlign HA,
                         TRptVertAlign VA, bool WordWrap, TAlphaColor Color) = 0;
   // Width and one-line height of S. May be called outside a page.
   virtual TSizeF MeasureText(const std::string& S, const TRptFont& F) = 0;
   // Total height of S wrapped to width W. May be called outside a page.
   virtual float MeasureWrappedHeight(const std::string& S, float W, const TRptFont& F) = 0;
+  // Draws Bmp into R as Mode says (see ComputeImagePlacement).
   virtual void DrawImage(const TRectF& R, const TRptBitmap& Bmp, TRptImageScale Mode) = 0;
 };
 

@@ -25,11 +25,13 @@ class TCsvReader {
 
   // Offset just after a leading byte-order mark (0 without one).
   int64_t DataStart() const noexcept { return FBomSize; }
+  // Moves to a byte offset (a record start from ReadRecord, or DataStart).
   void Seek(int64_t Offset);
-  int64_t Position() const noexcept { return FPos; }
+  int64_t Position() const noexcept { return FPos; }  // byte offset of the next read
   // Reads the next record, skipping empty lines; false at the end of the file. Start receives
   // the offset of the record's first byte.
   bool ReadRecord(std::vector<std::string>& Cells, int64_t& Start);
+  // Moves past empty lines, so that Position is the start of the next record.
   void SkipBlankLines();
 
  private:
@@ -47,12 +49,14 @@ class TCsvReader {
 
 class TCsvDataSet : public TDataSet {
  public:
+  // Nothing is read until the field defs are asked for or the set opens.
   TCsvDataSet(std::string Name, std::string FileName);
   ~TCsvDataSet() override;
 
   const std::string& FileName() const noexcept { return FFileName; }
   int64_t RecordCount();  // from the pre-pass
 
+  // See TDataSet::SetMaster; an index of the detail field's offsets is built once per open.
   void SetMaster(TDataSet* Master, std::string DetailField, std::string MasterField) override;
 
  protected:

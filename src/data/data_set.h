@@ -10,6 +10,7 @@
 
 namespace quillet {
 
+// The declared type of a field's values.
 enum TFieldType : uint8_t {
   ftUnknown,
   ftSmallint,
@@ -36,6 +37,7 @@ bool IsNumericFieldType(TFieldType Type) noexcept;
 // "Largeint", "String", ... (the member name without its prefix).
 const char* FieldTypeName(TFieldType Type) noexcept;
 
+// A field's name and type, known without reading records.
 struct TFieldDef {
   std::string Name;
   TFieldType DataType = ftUnknown;
@@ -57,10 +59,12 @@ class TField {
 
   const std::string& FieldName() const;
   TFieldType DataType() const;
-  int Index() const noexcept { return FIndex; }
+  int Index() const noexcept { return FIndex; }  // position among the set's fields
+  // True when the current record holds no value here (or there is no current record).
   bool IsNull() const;
   // A copy of the current value; null when the set has no current record.
   TExprValue Value() const;
+  // The current value without a copy; valid until the cursor moves.
   const TExprValue& ValueRef() const;
   // Integers in decimal, floats in their 15-digit form, booleans True/False, strings as they are;
   // null reads "".
@@ -73,8 +77,11 @@ class TField {
   int FIndex;
 };
 
+// The base of every data set. A set starts closed: Open reads its fields and makes the first
+// record current. The engine walks only open sets and never opens or closes them itself.
 class TDataSet {
  public:
+  // Name is how reports refer to the set ("Orders" in "Orders.Amount").
   explicit TDataSet(std::string Name) : FName(std::move(Name)) {}
   virtual ~TDataSet() = default;
   TDataSet(const TDataSet&) = delete;
@@ -82,9 +89,12 @@ class TDataSet {
 
   const std::string& Name() const noexcept { return FName; }
 
+  // Opens the set and moves to the first record; opening an open set does nothing. Raises
+  // EQuilletError when the source cannot be read.
   void Open();
+  // Closes the set; its TField objects go away.
   void Close();
-  bool Active() const noexcept { return FActive; }
+  bool Active() const noexcept { return FActive; }  // whether the set is open
   void SetActive(bool Value) { Value ? Open() : Close(); }
 
   // Movement. An empty set reads Eof after First with every field null; Next past the last
@@ -115,6 +125,7 @@ class TDataSet {
   // Raises EQuilletError for an invalid bookmark.
   void GotoBookmark(const TBookmark& Bookmark);
 
+  // A nesting counter for callers that move the cursor in bulk and want attached views to wait.
   void DisableControls() noexcept { ++FDisableCount; }
   void EnableControls() noexcept {
     if (FDisableCount > 0) --FDisableCount;

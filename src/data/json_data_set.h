@@ -11,6 +11,7 @@ namespace quillet {
 
 class TJsonDataSet : public TMemDataSet {
  public:
+  // The file is read and parsed whole when the field defs are asked for or the set opens.
   TJsonDataSet(std::string Name, std::string FileName);
   const std::string& FileName() const noexcept { return FFileName; }
 

@@ -10,6 +10,7 @@
 
 namespace quillet {
 
+// Usage: AddField for each column, AppendRecord for each row, then Open.
 class TMemDataSet : public TDataSet {
  public:
   explicit TMemDataSet(std::string Name) : TDataSet(std::move(Name)) {}
@@ -19,9 +20,10 @@ class TMemDataSet : public TDataSet {
   // Appends a record; Values are matched to fields by position, missing ones are null and
   // surplus ones raise EQuilletError.
   void AppendRecord(std::vector<TExprValue> Values);
-  size_t RecordCount() const noexcept { return FRows.size(); }
-  void ClearRecords();
+  size_t RecordCount() const noexcept { return FRows.size(); }  // all records, ignoring a master link
+  void ClearRecords();  // removes every record; the fields stay
 
+  // See TDataSet::SetMaster; the key index is built once per open, when first needed.
   void SetMaster(TDataSet* Master, std::string DetailField, std::string MasterField) override;
 
  protected:

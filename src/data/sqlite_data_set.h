@@ -20,6 +20,7 @@ struct sqlite3_stmt;
 
 namespace quillet {
 
+// One ":Source.Field" reference of a query.
 struct TSqlSourceParam {
   std::string Source, Field;
   friend bool operator==(const TSqlSourceParam&, const TSqlSourceParam&) = default;
@@ -35,6 +36,8 @@ using TDataSetResolver = std::function<TDataSet*(const std::string& Name)>;
 
 class TSqliteDataSet : public TDataSet {
  public:
+  // The database is opened read-only and the query prepared when the set opens (or its field
+  // defs are asked for); errors raise EQuilletError with SQLite's message.
   TSqliteDataSet(std::string Name, std::string DatabaseFile, std::string Sql);
   ~TSqliteDataSet() override;
 

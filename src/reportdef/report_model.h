@@ -20,6 +20,7 @@ namespace quillet {
 using TAlphaColor = uint32_t;
 
 // The stored value of every enumeration is its ordinal, so the order below is part of the model.
+// The kinds of element a band holds.
 enum TRptElemType : int32_t {
   retLabel,
   retEdit,
@@ -38,12 +39,16 @@ enum TRptElemType : int32_t {
   retSubreport
 };
 
+// Text alignment inside an element's box.
 enum TRptHorzAlign : int32_t { rhaLeft, rhaCenter, rhaRight };
 
 enum TRptVertAlign : int32_t { rvaTop, rvaCenter, rvaBottom };
 
+// How an image fills its box: stretched, fitted keeping its proportions, centred at its own
+// size, or repeated.
 enum TRptImageScale : int32_t { risStretch, risFit, risCenter, risTile };
 
+// What a band is for, and so when the band walker prints it.
 enum TBandType : int32_t {
   btTitle,
   btPageHeader,
@@ -128,42 +133,51 @@ void ComputeTrackSizes(int32_t Count, std::span<const float> Weights, float Tota
 void ComputeImagePlacement(const TRectF& Box, int32_t ImageWidth, int32_t ImageHeight,
                            TRptImageScale Scale, TRectF& SrcRect, TRectF& DstRect);
 
+// One thing drawn in a band: a label, a shape, an image, a barcode, a table, a subreport ...
+// Every kind uses the members that apply to it and ignores the rest. Positions and sizes are in
+// points, relative to the band's top left corner (inside the page margins).
 class TReportElement {
  public:
   TRptElemType ElemType = retLabel;
-  std::string Name;
+  std::string Name;  // unique within a report by convention; the designer shows it
   float Left = 10;
   float Top = 10;
   float Width = 150;
   float Height = 25;
+  // What a label, edit or memo shows: literal text with [expression] parts (fields, variables,
+  // aggregates such as [SUM(Amount)]); the data text of a barcode or QR code.
   std::string Text;
+  // A field shown as it is ("Amount" of the current data set, or "Orders.Amount"); takes the
+  // place of Text when set.
   std::string DataField;
-  std::string ImageFile;
+  std::string ImageFile;  // image elements: PNG or JPEG file
   TRptImageScale ImageScale = risStretch;
-  bool WordWrap = false;
-  std::string FontName = "Segoe UI";
-  float FontSize = 10;
+  bool WordWrap = false;  // wrap text at the box width (an AutoGrow band grows to fit it)
+  std::string FontName = "Segoe UI";  // family name, found in the font folders or through fontconfig
+  float FontSize = 10;                // points
   bool FontBold = false;
   bool FontItalic = false;
   TAlphaColor TextColor = 0xFF000000;
-  TAlphaColor BackColor = 0x00000000;
-  TAlphaColor BorderColor = 0xFF000000;
-  TAlphaColor StrokeColor = 0xFF000000;
-  TAlphaColor FillColor = 0x00000000;
+  TAlphaColor BackColor = 0x00000000;    // fill behind text (alpha 0: none)
+  TAlphaColor BorderColor = 0xFF000000;  // frame of edits (on the Border* sides), check boxes, radio buttons
+  TAlphaColor StrokeColor = 0xFF000000;  // outline of shapes and lines
+  TAlphaColor FillColor = 0x00000000;    // inside of shapes
   TRptHorzAlign HorzAlign = rhaLeft;
   TRptVertAlign VertAlign = rvaCenter;
   float BorderWidth = 1;
   float StrokeWidth = 1;
-  float CornerX = 5;
+  float CornerX = 5;  // corner radii of a rounded rectangle
   float CornerY = 5;
-  bool Checked = false;
-  // A fresh line runs horizontally along the top of the default box.
+  bool Checked = false;  // check boxes and radio buttons
+  // A line runs from (Left, Top) to (X2, Y2). A fresh line runs horizontally along the top of
+  // the default box.
   float X2 = 10 + 150;
   float Y2 = 10;
   bool BorderTop = true;
   bool BorderRight = true;
   bool BorderBottom = true;
   bool BorderLeft = true;
+  // Tables: a Rows x Cols grid of cells whose texts are [expression] templates.
   int32_t Rows = 3;
   int32_t Cols = 3;
   std::vector<std::string> CellTexts;  // flat, row by row
@@ -175,9 +189,9 @@ class TReportElement {
   std::vector<float> RowHeights;  // weights for ComputeTrackSizes
   std::vector<TCellStyle> CellStyles;  // parallel to CellTexts
   std::vector<std::string> ColFields;  // data-field binding per column of a data table
-  std::string SubReportFile;
-  bool SubReportFlow = false;
-  bool ShowBarcodeText = true;
+  std::string SubReportFile;   // subreports: a .qdr file, relative to the report's folder
+  bool SubReportFlow = false;  // run the subreport's bands in the page flow instead of inside the box
+  bool ShowBarcodeText = true;  // print the human-readable text under a barcode
 
   bool operator==(const TReportElement&) const = default;
 
@@ -193,6 +207,10 @@ class TReportElement {
   static std::unique_ptr<TReportElement> LoadFromJSON(const nlohmann::ordered_json& Obj);
 };
 
+// A horizontal strip of the page holding elements. The band walker prints each band where its
+// type says: the title once at the start, page headers and footers on every page, a master band
+// once per record of its data set, group headers and footers where the group value changes, the
+// summary once at the end.
 class TReportBand {
  public:
   TReportBand() = default;
@@ -203,19 +221,28 @@ class TReportBand {
 
   std::vector<std::unique_ptr<TReportElement>> Elements;  // in definition order, owned
   TBandType BandType = btMasterData;
-  float Height = 60;
+  float Height = 60;  // points
+  // Grows to fit the word-wrapped labels and edits it holds (never shrinks below Height).
   bool AutoGrow = false;
+  // Data bands: the name of the data set to walk (TReportEngine::SetDataSource); "" is the
+  // engine's main data set.
   std::string DataSourceName;
+  // Group headers: a field name or an expression; a new group starts where its value changes.
   std::string GroupCondition;
+  // Page headers and footers can be left out of the first, odd or even pages.
   bool PrintOnFirstPage = true;
   bool PrintOnOddPages = true;
   bool PrintOnEvenPages = true;
+
+  // Reading and writing the band's object in a report file, as TReportElement does.
 
   void SaveToJSON(nlohmann::ordered_json& Obj) const;
   static std::unique_ptr<TReportBand> LoadFromJSON(const nlohmann::json& Obj);
   static std::unique_ptr<TReportBand> LoadFromJSON(const nlohmann::ordered_json& Obj);
 };
 
+// A whole report definition: page geometry, the bands in order and the document information.
+// Build one in code, or load a .qdr file with LoadFromFile; TReportEngine::ExportPDF runs it.
 class TReportPage {
  public:
   TReportPage() = default;
@@ -228,16 +255,18 @@ class TReportPage {
   std::vector<std::string> VisibleDataSources;      // offered to the designer
   // Data-source schema: name -> field names. Sorted by name so a report always saves the same.
   std::map<std::string, std::vector<std::string>> DataSources;
-  int32_t PageWidth = 595;
+  int32_t PageWidth = 595;  // points; the default is A4 portrait
   int32_t PageHeight = 842;
   float MarginTop = 20;
   float MarginBottom = 20;
   float MarginLeft = 20;
   float MarginRight = 20;
-  int32_t StartPageNumber = 1;
+  int32_t StartPageNumber = 1;  // number of the first page ([PageNo])
+  // Whether numbering restarts when this report follows another in one output.
   bool ResetPageNumber = true;
-  int32_t GridSize = 10;
-  std::string PrinterName;
+  int32_t GridSize = 10;    // the designer's snap grid
+  std::string PrinterName;  // printer to use when printing; "" is the default printer
+  // PDF document information; the engine's own Pdf* settings take precedence when set.
   std::string PdfTitle;
   std::string PdfAuthor;
   std::string PdfSubject;
@@ -248,6 +277,7 @@ class TReportPage {
   // printer stay: a reload keeps what the file does not mention.
   void Clear();
 
+  // One value for all four margins: reads the top margin, sets all four.
   float GetMargin() const { return MarginTop; }
   void SetMargin(float Value);
 
