@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The main job: builds Quillet, lists the structure of every example report, writes the PDF
-# self-test pages (shapes, text, an embedded font, barcodes, a QR code and a table) and renders
-# the example reports in examples/render/ over their CSV and JSON data.
+# self-test pages (shapes, text, an embedded font, barcodes, a QR code and a table), renders
+# the example reports in examples/render/ over their CSV and JSON data, then installs the library
+# into build/stage and builds and runs examples/embed against it (out/embed.pdf).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
@@ -18,3 +19,6 @@ build/quillet render examples/render/orders.qdr -o out/orders.pdf \
 build/quillet render examples/render/customer_orders.qdr -o out/customer_orders.pdf \
   --data Customers=examples/render/customers.json --data Orders=examples/render/orders.csv \
   --link Orders.customer_id=Customers.id
+# The library as another program uses it: installed into build/stage, examples/embed built against
+# it, and the report that program defines in code written to out/embed.pdf.
+scripts/embed-demo.sh build build out/embed.pdf
