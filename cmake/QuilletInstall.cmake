@@ -12,11 +12,8 @@ set(QUILLET_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Quillet)
 install(TARGETS quillet_shared EXPORT QuilletTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_COMPONENT Development
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quillet)
-install(TARGETS quillet_core EXPORT QuilletStaticTargets
-  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quillet)
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS quillet_core EXPORT QuilletStaticTargets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
 # The headers of every folder that goes into the core library, in their folders. The command line
 # program's headers are not part of the library.
