@@ -1,24 +1,36 @@
 #!/usr/bin/env bash
-# The main job: builds Quillet, lists the structure of every example report, writes the PDF
-# self-test pages (shapes, text, an embedded font, barcodes, a QR code and a table), renders
-# the example reports in examples/render/ over their CSV and JSON data, then installs the library
-# into build/stage and builds and runs examples/embed against it (out/embed.pdf).
+# The main job: installs what is needed, builds Quillet, and renders every example report to
+# out/*.pdf: the demo shop (invoices, a grouped sales list, product labels, letters) from an
+# SQLite database built from examples/shop/shop.sql, the CSV and JSON examples of
+# examples/render/, and the report that examples/embed defines in code against the installed
+# library. It also writes the structure listing of every report and the PDF self-test pages.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 scripts/build.sh build -DCMAKE_BUILD_TYPE=RelWithDebInfo
-mkdir -p out
-for f in examples/*.qdr; do
-  name=$(basename "$f" .qdr)
-  build/quillet check "$f" > "out/$name.txt"
-  echo "checked $f -> out/$name.txt" >&2
-done
-build/quillet selftest out/selftest
+mkdir -p out/listings
+
+echo "== the demo shop (SQLite)" >&2
+examples/shop/render.sh out build/quillet out/shop.db
+
+echo "== CSV and JSON data" >&2
 build/quillet render examples/render/orders.qdr -o out/orders.pdf \
   --data Orders=examples/render/orders.csv --var Company="Quillet Trading"
 build/quillet render examples/render/customer_orders.qdr -o out/customer_orders.pdf \
   --data Customers=examples/render/customers.json --data Orders=examples/render/orders.csv \
   --link Orders.customer_id=Customers.id
-# The library as another program uses it: installed into build/stage, examples/embed built against
-# it, and the report that program defines in code written to out/embed.pdf.
+
+echo "== a report defined in code, built against the installed library" >&2
 scripts/embed-demo.sh build build out/embed.pdf
+
+echo "== structure listings and self-test pages" >&2
+for f in $(find examples -name '*.qdr' | sort); do
+  build/quillet check "$f" > "out/listings/$(basename "$f" .qdr).txt"
+done
+build/quillet selftest out/selftest
+
+echo "== made:" >&2
+for f in out/*.pdf out/selftest/*.pdf; do
+  printf '  %-28s %4s pages  %s\n' "$f" "$(pdfinfo "$f" 2>/dev/null | awk '/^Pages:/ {print $2}')" \
+    "$(du -h "$f" | cut -f1)" >&2
+done

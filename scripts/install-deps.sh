@@ -9,6 +9,8 @@ packages=(
   # libraries
   nlohmann-json3-dev libdeflate-dev zlib1g-dev libpng-dev libjpeg62-turbo-dev libfontconfig-dev
   libzxing-dev libsqlite3-dev
+  # the demo builds its shop database from an SQL script
+  sqlite3
   # tests, sanitizers and fuzzing; fonts and PDF tools the tests check output with
   libgtest-dev clang-14 libclang-rt-14-dev libfreetype-dev qpdf poppler-utils
   fonts-dejavu-core fonts-dejavu-extra fonts-liberation2 fonts-texgyre

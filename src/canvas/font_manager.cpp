@@ -400,7 +400,10 @@ TPDFFontEntry TPDFFontManager::LoadEntry(const std::string& Name, bool Bold, boo
     if (fallback.empty())
       throw EQuilletError("No font file found for \"" + Name + "\" nor for its stand-in \"Arial\"");
     font = TPDFFont::LoadFromFile(fallback, "Arial", false, false);
-    if (FWarnings.size() < kMaxWarnings)
+    // Asking for the stand-in itself and getting what the system offers for it (a metric twin)
+    // is no substitution worth a warning.
+    const bool standInItself = Utf8Lower(Name) == "arial" && !Bold && !Italic;
+    if (!standInItself && FWarnings.size() < kMaxWarnings)
       FWarnings.push_back("Font \"" + Name + "\"" + (Bold ? " bold" : "") + (Italic ? " italic" : "") + ": " +
                           problem + "; using " + fallback);
   }
