@@ -304,6 +304,30 @@ std::string FromRegistry(const std::string& Name, bool Bold, bool Italic) {
 
 }  // namespace
 
+#ifndef _WIN32
+namespace {
+
+// Asking fontconfig costs milliseconds; a process that renders many reports asks once per face.
+// Installed fonts do not change while a report runs, so the answer is kept for the process.
+std::string FromSystemCached(const std::string& Name, bool Bold, bool Italic) {
+  static std::mutex mutex;
+  static std::unordered_map<std::string, std::string> answers;
+  std::string key = Name;
+  key += Bold ? "\x01b" : "\x01r";
+  key += Italic ? 'i' : 'u';
+  {
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (const auto it = answers.find(key); it != answers.end()) return it->second;
+  }
+  std::string file = FromSystem(Name, Bold, Italic);
+  const std::lock_guard<std::mutex> lock(mutex);
+  answers.emplace(std::move(key), file);
+  return file;
+}
+
+}  // namespace
+#endif
+
 std::string ResolveFontFile(const std::string& Name, bool Bold, bool Italic, const std::vector<std::string>& FontDirs) {
   std::vector<std::string> dirs = FontDirs;
 #ifdef _WIN32
@@ -311,7 +335,7 @@ std::string ResolveFontFile(const std::string& Name, bool Bold, bool Italic, con
   if (const std::string folder = WindowsFontsFolder(); !folder.empty()) dirs.insert(dirs.begin(), folder);
 #else
   if (std::string f = FromFontFolders(Name, Bold, Italic, dirs); !f.empty()) return f;
-  if (std::string f = FromSystem(Name, Bold, Italic); !f.empty()) return f;
+  if (std::string f = FromSystemCached(Name, Bold, Italic); !f.empty()) return f;
 #endif
   const char* suffix = Bold && Italic ? "-BoldItalic" : Bold ? "-Bold" : Italic ? "-Italic" : "";
   for (const std::string& dir : dirs) {
