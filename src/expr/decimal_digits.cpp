@@ -1,6 +1,7 @@
 #include "expr/decimal_digits.h"
 
 #include <charconv>
+#include <cstdint>
 #include <cmath>
 
 namespace quillet {
@@ -74,6 +75,32 @@ void RoundToDecimals(TDecimalDigits& D, int Decimals) {
   } else {
     RoundToSignificant(D, static_cast<int>(keep));
   }
+}
+
+TDecimalDigits RoundedDecimalDigits(double Value, int Decimals) {
+  static constexpr double kPow10[] = {1, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9};
+  const double a = std::fabs(Value);
+  if (std::isfinite(Value) && Decimals >= 0 && Decimals <= 9 && a < 1e15 / kPow10[Decimals]) {
+    // One multiplication errs by at most half an ulp of the product. Away from a tie by more
+    // than an ulp, rounding the product and rounding the exact value give the same integer.
+    const double scaled = a * kPow10[Decimals];
+    const double whole = std::floor(scaled);
+    const double frac = scaled - whole;
+    if (std::fabs(frac - 0.5) > scaled * 0x1p-50 + 0x1p-60) {
+      const uint64_t r = static_cast<uint64_t>(whole) + (frac > 0.5 ? 1 : 0);
+      TDecimalDigits d;
+      if (r == 0) return d;  // a value that rounds to zero loses its sign
+      char buf[24];
+      const auto res = std::to_chars(buf, buf + sizeof buf, r);
+      d.Digits.assign(buf, res.ptr);
+      d.Exponent = static_cast<int>(d.Digits.size()) - 1 - Decimals;
+      d.Negative = Value < 0;
+      return d;
+    }
+  }
+  TDecimalDigits d = ExactDecimalDigits(Value);
+  RoundToDecimals(d, Decimals);
+  return d;
 }
 
 void StripTrailingZeros(TDecimalDigits& D) {

@@ -26,6 +26,9 @@ void RoundToSignificant(TDecimalDigits& D, int Count);
 // that rounds to zero loses its sign.
 void RoundToDecimals(TDecimalDigits& D, int Decimals);
 void StripTrailingZeros(TDecimalDigits& D);
+// ExactDecimalDigits then RoundToDecimals, without the long expansion when the value is plainly
+// away from a tie at that many decimals (the everyday money amount).
+TDecimalDigits RoundedDecimalDigits(double Value, int Decimals);
 bool IsZero(const TDecimalDigits& D);
 
 // Fixed notation with exactly Decimals digits after DecimalSep (none and no separator when

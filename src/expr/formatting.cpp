@@ -72,8 +72,7 @@ std::string Scientific(double V, int Precision, std::string_view DecimalSep) {
 }
 
 std::string Currency(double V, int Decimals, const TFormatSettings& Fs) {
-  TDecimalDigits d = ExactDecimalDigits(V);
-  RoundToDecimals(d, Decimals);
+  TDecimalDigits d = RoundedDecimalDigits(V, Decimals);
   const bool negative = d.Negative;
   d.Negative = false;
   const std::string amount = FixedNotation(d, Decimals, Fs.DecimalSeparator, Fs.ThousandSeparator);
@@ -144,8 +143,7 @@ std::optional<std::string> FormatOne(char Type, long Precision, const TExprValue
       int prec = static_cast<int>(std::min<long>(Precision < 0 ? defaultPrec : Precision, kMaxFloatPrecision));
       if (prec < 0) prec = 0;
       if (Type == 'm') return Currency(v, prec, Fs);
-      TDecimalDigits d = ExactDecimalDigits(v);
-      RoundToDecimals(d, prec);
+      const TDecimalDigits d = RoundedDecimalDigits(v, prec);
       return FixedNotation(d, prec, Fs.DecimalSeparator, Type == 'n' ? std::string_view(Fs.ThousandSeparator) : "");
     }
     case 's': {

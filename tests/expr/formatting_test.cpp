@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <random>
 
 #include "expr/date_time.h"
+#include "expr/decimal_digits.h"
 #include "expr/format_settings.h"
 #include "expr/formatting.h"
 #include "expr_test_support.h"
@@ -19,6 +21,31 @@ class FormattingTest : public ::testing::Test {
   void TearDown() override { FormatSettings() = FSaved; }
   TFormatSettings FSaved;
 };
+
+// The shortcut for plain amounts must round exactly as the long expansion does, also next to
+// ties (x.xx5 written in binary sits just above or below the half) and for every decimal count.
+TEST(DecimalDigits, RoundedShortcutAgreesWithTheExactExpansion) {
+  std::mt19937_64 rng(20261122);
+  std::uniform_real_distribution<double> unit(0, 1);
+  auto same = [](double V, int Decimals) {
+    TDecimalDigits slow = ExactDecimalDigits(V);
+    RoundToDecimals(slow, Decimals);
+    const TDecimalDigits fast = RoundedDecimalDigits(V, Decimals);
+    return FixedNotation(slow, Decimals, ".", ",") == FixedNotation(fast, Decimals, ".", ",") &&
+           slow.Negative == fast.Negative;
+  };
+  for (double v : {0.0, -0.0, 0.5, -0.5, 1.005, 2.675, 0.125, 1e-300, 999999999.995, 1e14, -1e15, 1e300})
+    for (int d = 0; d <= 9; ++d) EXPECT_TRUE(same(v, d)) << v << " at " << d;
+  for (int i = 0; i < 300000; ++i) {
+    const int d = static_cast<int>(rng() % 7);
+    const double scale = std::pow(10.0, static_cast<double>(rng() % 10));
+    // Half of the values sit on a decimal tie one place past the kept decimals.
+    double v = std::floor(unit(rng) * scale * 1000) / 1000;
+    if (i % 2) v = (std::floor(unit(rng) * scale * std::pow(10.0, d)) + 0.5) / std::pow(10.0, d);
+    if (i % 3 == 0) v = -v;
+    ASSERT_TRUE(same(v, d)) << v << " at " << d;
+  }
+}
 
 TEST_F(FormattingTest, FormatValues) {
   struct Case {
