@@ -116,11 +116,12 @@ void AppendDecimals(std::string& Out, double Value, int MaxDecimals) {
         Out += '0';
         return;
       }
-      if (Value < 0) Out += '-';
+      // The text is built in a local buffer and appended once.
+      char buf[48];
+      char* p = buf;
+      if (Value < 0) *p++ = '-';
       const auto div = static_cast<uint64_t>(kPow10[MaxDecimals]);
-      char buf[24];
-      auto res = std::to_chars(buf, buf + sizeof buf, r / div);
-      Out.append(buf, res.ptr);
+      p = std::to_chars(p, buf + sizeof buf, r / div).ptr;
       uint64_t f = r % div;
       if (f != 0) {
         int digits = MaxDecimals;
@@ -128,11 +129,15 @@ void AppendDecimals(std::string& Out, double Value, int MaxDecimals) {
           f /= 10;
           --digits;
         }
-        res = std::to_chars(buf, buf + sizeof buf, f);
-        Out += '.';
-        Out.append(static_cast<size_t>(digits - (res.ptr - buf)), '0');
-        Out.append(buf, res.ptr);
+        *p++ = '.';
+        char* end = p + digits;
+        for (char* q = end; q > p;) {
+          *--q = static_cast<char>('0' + f % 10);
+          f /= 10;
+        }
+        p = end;
       }
+      Out.append(buf, p);
       return;
     }
   }

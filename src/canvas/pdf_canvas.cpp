@@ -50,12 +50,20 @@ void TPdfRptCanvas::SaveToFile() {
 void TPdfRptCanvas::FmtF(double V) { AppendDecimals(FContent, V, 3); }
 
 void TPdfRptCanvas::EmitColor(TAlphaColor C, const char* Op) {
-  FmtF(((C >> 16) & 0xFF) / 255.0);
-  FContent += ' ';
-  FmtF(((C >> 8) & 0xFF) / 255.0);
-  FContent += ' ';
-  FmtF((C & 0xFF) / 255.0);
-  FContent += Op;
+  // Pages repeat a handful of colours: each operator keeps the text of the last one it wrote.
+  TColorText& last = Op[1] == 'r' ? FLastFill : FLastStroke;
+  if (!last.Valid || last.Color != C) {
+    last.Text.clear();
+    AppendDecimals(last.Text, ((C >> 16) & 0xFF) / 255.0, 3);
+    last.Text += ' ';
+    AppendDecimals(last.Text, ((C >> 8) & 0xFF) / 255.0, 3);
+    last.Text += ' ';
+    AppendDecimals(last.Text, (C & 0xFF) / 255.0, 3);
+    last.Text += Op;
+    last.Color = C;
+    last.Valid = true;
+  }
+  FContent += last.Text;
 }
 
 void TPdfRptCanvas::EmitWidth(float W) {

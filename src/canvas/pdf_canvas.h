@@ -79,6 +79,12 @@ class TPdfRptCanvas : public IRptCanvas {
   std::map<std::string, int32_t> FPageXObjs;
   int32_t FImgCounter = 0;
   std::string FHex;  // reused glyph buffer
+  struct TColorText {
+    bool Valid = false;
+    TAlphaColor Color = 0;
+    std::string Text;  // "r g b rg\n" or "r g b RG\n"
+  };
+  TColorText FLastFill, FLastStroke;
 };
 
 // Developer demonstrations: a page of shapes and colours, a page of aligned, accented and wrapped

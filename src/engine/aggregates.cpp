@@ -7,8 +7,7 @@ namespace quillet {
 
 namespace {
 
-void Accumulate(TAggrTable& Table, const std::string& Key, bool HasValue, double V) {
-  TAggrAccum& a = Table[Key];
+void Accumulate(TAggrAccum& a, bool HasValue, double V) {
   a.Count += 1;
   if (!HasValue) return;
   a.Sum += V;
@@ -24,27 +23,44 @@ void TReportEngine::InitAggregates(int32_t GroupCount) {
   FAggGroup.resize(GroupCount > 0 ? static_cast<size_t>(GroupCount) : 0);
   FAggAll.clear();
   FAggScope = asNone;
+  ++FAggEpoch;
 }
 
 void TReportEngine::ResetAggregates() {
   FAggAll.clear();
   for (auto& g : FAggGroup) g.clear();
+  ++FAggEpoch;
 }
 
 void TReportEngine::ResetGroupAggregate(int32_t Level) {
   if (Level < 0 || static_cast<size_t>(Level) >= FAggGroup.size()) return;
   FAggGroup[static_cast<size_t>(Level)].clear();
+  ++FAggEpoch;
 }
 
 void TReportEngine::AccumulateRecord(TDataSet* DataSet) {
   if (!DataSet || !DataSet->Active()) return;
   const int n = DataSet->FieldCount();
+  const size_t tables = 1 + FAggGroup.size();
+  TAggrSlots& c = FAggSlots;
+  if (c.DataSet != DataSet || c.Epoch != FAggEpoch || c.FieldCount != n || c.Slots.size() != size_t(n) * tables) {
+    // Taking the slots creates the entries; the first record fills them just below.
+    c.Slots.clear();
+    for (int i = 0; i < n; ++i) {
+      const std::string& key = DataSet->Fields(i).FieldName();
+      c.Slots.push_back(&FAggAll[key]);
+      for (auto& g : FAggGroup) c.Slots.push_back(&g[key]);
+    }
+    c.DataSet = DataSet;
+    c.Epoch = FAggEpoch;
+    c.FieldCount = n;
+  }
+  TAggrAccum** slot = c.Slots.data();
   for (int i = 0; i < n; ++i) {
     TField& f = DataSet->Fields(i);
     double v = 0;
     const bool has = IsNumericFieldType(f.DataType()) && f.AsFloat(v);
-    Accumulate(FAggAll, f.FieldName(), has, v);
-    for (auto& g : FAggGroup) Accumulate(g, f.FieldName(), has, v);
+    for (size_t t = 0; t < tables; ++t) Accumulate(**slot++, has, v);
   }
 }
 

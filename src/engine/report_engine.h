@@ -296,6 +296,15 @@ class TReportEngine : public TComponent {
   std::vector<TAggrTable> FAggGroup;
   TAggrScope FAggScope = asNone;
   int32_t FAggScopeIdx = 0;
+  // Where each field of the last accumulated data set lands in each table, so a record costs no
+  // name hashing. Any change to the tables bumps FAggEpoch and the slots are looked up again.
+  uint64_t FAggEpoch = 0;
+  struct TAggrSlots {
+    const TDataSet* DataSet = nullptr;
+    uint64_t Epoch = ~uint64_t{0};
+    int FieldCount = -1;
+    std::vector<TAggrAccum*> Slots;  // field-major: one per table (all, then each group level)
+  } FAggSlots;
 
   // The walker.
   IRptCanvasPtr FCvCanvas;

@@ -88,6 +88,7 @@ void TReportEngine::CvRenderSubreportFlow(const TReportElement& El) {
   FAggAll = TAggrTable();
   FAggGroup.clear();
   FAggScope = asNone;
+  ++FAggEpoch;
   ++FSubreportDepth;
   auto restore = [&] {
     --FSubreportDepth;
@@ -99,6 +100,7 @@ void TReportEngine::CvRenderSubreportFlow(const TReportElement& El) {
     FAggGroup = std::move(savedGroup);
     FAggScope = savedScope;
     FAggScopeIdx = savedScopeIdx;
+    ++FAggEpoch;
   };
   try {
     // The subreport's bands run on the outer pages: outer page size, margins, headers, footers
