@@ -1,7 +1,17 @@
 #!/usr/bin/env bash
 # Installs every Debian package Quillet needs to build, test and fuzz. Safe to run again:
 # when everything is present it does nothing.
+#   --bench   also install what the benchmarks in bench/ compare against (the cairo and
+#             ReportLab peers of bench/ledger) and GNU time for peak memory.
 set -euo pipefail
+
+bench=0
+for arg in "$@"; do
+  case "$arg" in
+    --bench) bench=1 ;;
+    *) echo "install-deps: unknown option $arg (known: --bench)" >&2; exit 2 ;;
+  esac
+done
 
 packages=(
   # build
@@ -15,6 +25,12 @@ packages=(
   libgtest-dev clang-14 libclang-rt-14-dev libfreetype-dev qpdf poppler-utils
   fonts-dejavu-core fonts-dejavu-extra fonts-liberation2 fonts-texgyre
 )
+if [ "$bench" -eq 1 ]; then
+  packages+=(
+    # benchmark peers and measuring
+    libcairo2-dev libfreetype-dev python3 python3-reportlab python3-reportlab-accel time
+  )
+fi
 
 missing=()
 for p in "${packages[@]}"; do
