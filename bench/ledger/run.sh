@@ -7,7 +7,7 @@
 #   RUNS=3               runs per producer and size; the median wall time is reported
 #   QUILLET_BUILD=DIR    build directory to use (default build-release); configured as a
 #                        Release build when it does not exist yet, otherwise reused as it is
-#   LEDGER_WORK=DIR      data, peer binary and outputs (default bench/ledger/work)
+#   LEDGER_WORK=DIR      data, peer binary and outputs (default bench/ledger/runs)
 #   SKIP_PEERS_ABOVE=N   run only Quillet above N rows (default: peers at every size)
 #   JOBS=2               parallel build jobs
 #   PYTHON=/usr/bin/python3  the Debian interpreter, where python3-reportlab is installed
@@ -21,7 +21,7 @@ sizes=("$@")
 [ ${#sizes[@]} -gt 0 ] || sizes=(1000 10000 100000 1000000)
 runs="${RUNS:-3}"
 build="${QUILLET_BUILD:-build-release}"
-work="${LEDGER_WORK:-bench/ledger/work}"
+work="${LEDGER_WORK:-bench/ledger/runs}"
 skip_above="${SKIP_PEERS_ABOVE:-}"
 jobs="${JOBS:-2}"
 py="${PYTHON:-/usr/bin/python3}"
