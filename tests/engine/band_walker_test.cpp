@@ -19,6 +19,13 @@ std::vector<int> PagesOf(const TTestCanvas& C, const std::string& Text) {
   return Out;
 }
 
+// Registers each data set under its name and returns a fresh canvas for the run.
+std::shared_ptr<TTestCanvas> WithSources(TReportEngine& E,
+                                         std::initializer_list<std::pair<const char*, TMemDataSet*>> Sets) {
+  for (const auto& [Name, DS] : Sets) E.SetDataSource(Name, DS);
+  return std::make_shared<TTestCanvas>();
+}
+
 // ---- Page breaks ----
 
 struct TToleranceCase {
@@ -59,9 +66,7 @@ TEST(BandWalker, MasterWithDetailsStartsAPagePerRecord) {
   AddLabel(AddBand(Page, btMasterData, 30, "Orders"), "M[N]");
   AddLabel(AddBand(Page, btDetailData, 20, "Lines"), "D[L]");
   TReportEngine E;
-  E.SetDataSource("Orders", Orders.get());
-  E.SetDataSource("Lines", Lines.get());
-  auto Canvas = std::make_shared<TTestCanvas>();
+  auto Canvas = WithSources(E, {{"Orders", Orders.get()}, {"Lines", Lines.get()}});
   EXPECT_EQ(E.RunPass(Page, Canvas, DrawPass()), 3);
   EXPECT_EQ(PlaceOf(*Canvas, "M1"), (TPlace{1, 10}));
   EXPECT_EQ(PlaceOf(*Canvas, "M2"), (TPlace{2, 10}));
@@ -80,9 +85,7 @@ TEST(BandWalker, ATallMasterWithDetailsPrintsOnItsFreshPageWithoutABreakCheck) {
   AddLabel(AddBand(Page, btMasterData, 300, "Orders"), "M[N]");
   AddLabel(AddBand(Page, btDetailData, 20, "Lines"), "D[L]");
   TReportEngine E;
-  E.SetDataSource("Orders", Orders.get());
-  E.SetDataSource("Lines", Lines.get());
-  auto Canvas = std::make_shared<TTestCanvas>();
+  auto Canvas = WithSources(E, {{"Orders", Orders.get()}, {"Lines", Lines.get()}});
   // Each master runs past the page bottom where it starts; its detail breaks to the next page.
   EXPECT_EQ(E.RunPass(Page, Canvas, DrawPass()), 6);
   EXPECT_EQ(PlaceOf(*Canvas, "M1"), (TPlace{1, 60}));
@@ -102,10 +105,7 @@ TEST(BandWalker, TheFirstRecordFlagBelongsToTheWholeWalk) {
   AddLabel(AddBand(Page, btMasterData, 30, "B"), "B[K]");
   AddLabel(AddBand(Page, btDetailData, 20, "Lines"), "DB");
   TReportEngine E;
-  E.SetDataSource("A", A.get());
-  E.SetDataSource("B", B.get());
-  E.SetDataSource("Lines", Lines.get());
-  auto Canvas = std::make_shared<TTestCanvas>();
+  auto Canvas = WithSources(E, {{"A", A.get()}, {"B", B.get()}, {"Lines", Lines.get()}});
   EXPECT_EQ(E.RunPass(Page, Canvas, DrawPass()), 3);
   EXPECT_EQ(PlaceOf(*Canvas, "A1"), (TPlace{1, 10}));
   EXPECT_EQ(PlaceOf(*Canvas, "A2"), (TPlace{2, 10}));
@@ -121,8 +121,7 @@ TEST(BandWalker, AMasterWithoutDetailsFlowsDownThePages) {
   AddLabel(AddBand(Page, btMasterData, 30, "Orders"), "M[N]");
   TReportEngine E;
   E.SetDataSource(Orders.get());  // the title reads the main data set
-  E.SetDataSource("Orders", Orders.get());
-  auto Canvas = std::make_shared<TTestCanvas>();
+  auto Canvas = WithSources(E, {{"Orders", Orders.get()}});
   EXPECT_EQ(E.RunPass(Page, Canvas, DrawPass()), 2);
   // Only the first title prints, once; the body starts below it.
   EXPECT_EQ(PlaceOf(*Canvas, "T1 1"), (TPlace{1, 10}));
@@ -146,9 +145,7 @@ TEST(BandWalker, AnEmptyMasterSourcePrintsNoGroupsDetailsOrFooters) {
   AddLabel(AddBand(Page, btGroupFooter, 10), "F");
   AddLabel(AddBand(Page, btSummary, 10), "S [COUNT()]");
   TReportEngine E;
-  E.SetDataSource("Empty", Empty.get());
-  E.SetDataSource("Lines", Lines.get());
-  auto Canvas = std::make_shared<TTestCanvas>();
+  auto Canvas = WithSources(E, {{"Empty", Empty.get()}, {"Lines", Lines.get()}});
   EXPECT_EQ(E.RunPass(Page, Canvas, DrawPass()), 1);
   EXPECT_EQ(Canvas->Texts(), (std::vector<std::string>{"S 0"}));
   EXPECT_EQ(PlaceOf(*Canvas, "S 0"), (TPlace{1, 10}));
@@ -174,9 +171,7 @@ TEST_P(MasterSourceMissing, OnlyAMasterWithoutSourcePrintsOnce) {
   AddLabel(AddBand(Page, btGroupFooter, 10), "F");
   AddLabel(AddBand(Page, btSummary, 10), "S");
   TReportEngine E;
-  E.SetDataSource("Closed", Closed.get());
-  E.SetDataSource("Lines", Lines.get());
-  auto Canvas = std::make_shared<TTestCanvas>();
+  auto Canvas = WithSources(E, {{"Closed", Closed.get()}, {"Lines", Lines.get()}});
   E.RunPass(Page, Canvas, DrawPass());
   EXPECT_EQ(Canvas->Texts(), GetParam().Texts);
   EXPECT_EQ(PlaceOf(*Canvas, "S").Y, GetParam().Texts.size() == 2 ? 40 : 10);
@@ -205,8 +200,7 @@ TEST(BandWalker, TwoGroupLevelsCloseInnerFirstAndOpenOuterFirst) {
   AddLabel(AddBand(Page, btPageBody, 10), "P [SUM(Amount)]");
   AddLabel(AddBand(Page, btSummary, 10), "S [SUM(Amount)] [COUNT()]");
   TReportEngine E;
-  E.SetDataSource("Sales", Sales.get());
-  auto Canvas = std::make_shared<TTestCanvas>();
+  auto Canvas = WithSources(E, {{"Sales", Sales.get()}});
   EXPECT_EQ(E.RunPass(Page, Canvas, DrawPass()), 1);
   const std::vector<std::string> Expected = {
       "H0 N",   "H1 A",   "M 10 10", "M 20 30", "F1 A 30", "H1 B",    "M 5 5", "F1 B 5",
@@ -226,8 +220,7 @@ TEST(BandWalker, AnEmptyOuterFirstValueSkipsItsFirstHeader) {
   AddLabel(*Page.Bands.back(), "HI [In]");
   AddLabel(AddBand(Page, btMasterData, 10, "DS"), "M [In]");
   TReportEngine E;
-  E.SetDataSource("DS", DS.get());
-  auto Canvas = std::make_shared<TTestCanvas>();
+  auto Canvas = WithSources(E, {{"DS", DS.get()}});
   E.RunPass(Page, Canvas, DrawPass());
   EXPECT_EQ(Canvas->Texts(), (std::vector<std::string>{"HI x", "M x", "HI y", "M y"}));
 }
@@ -244,8 +237,7 @@ TEST(BandWalker, GroupConditionsMayBeExpressions) {
   AddLabel(AddBand(Page, btGroupFooter, 10), "FE [COUNT()]");
   AddLabel(AddBand(Page, btGroupFooter, 10), "FG [N] [COUNT()]");
   TReportEngine E;
-  E.SetDataSource("DS", DS.get());
-  auto Canvas = std::make_shared<TTestCanvas>();
+  auto Canvas = WithSources(E, {{"DS", DS.get()}});
   E.RunPass(Page, Canvas, DrawPass());
   // The outer value is empty on the first record and the inner one is not: headers start inside.
   EXPECT_EQ(Canvas->Texts(), (std::vector<std::string>{"G 1", "M1", "M2", "FG 2 2", "G 3", "M3", "M4", "FG 4 2",
@@ -262,8 +254,7 @@ TEST(BandWalker, AllEmptyFirstGroupValuesPrintEveryHeaderOnce) {
   AddLabel(*Page.Bands.back(), "B");
   AddLabel(AddBand(Page, btMasterData, 10, "DS"), "M[N]");
   TReportEngine E;
-  E.SetDataSource("DS", DS.get());
-  auto Canvas = std::make_shared<TTestCanvas>();
+  auto Canvas = WithSources(E, {{"DS", DS.get()}});
   E.RunPass(Page, Canvas, DrawPass());
   EXPECT_EQ(Canvas->Texts(), (std::vector<std::string>{"A", "B", "M1", "M2"}));
 }
@@ -282,10 +273,7 @@ TEST(BandWalker, DetailsAndSubDetailsRepeatPerRecordAndOnlyDetailsAccumulate) {
   AddLabel(AddBand(Page, btSubdetailData, 10), "SE [K]");
   AddLabel(AddBand(Page, btSummary, 10), "S [COUNT(N)] [COUNT(L)] [COUNT(K)]");
   TReportEngine E;
-  E.SetDataSource("Orders", Orders.get());
-  E.SetDataSource("Lines", Lines.get());
-  E.SetDataSource("Subs", Subs.get());
-  auto Canvas = std::make_shared<TTestCanvas>();
+  auto Canvas = WithSources(E, {{"Orders", Orders.get()}, {"Lines", Lines.get()}, {"Subs", Subs.get()}});
   E.RunPass(Page, Canvas, DrawPass());
   EXPECT_EQ(Canvas->Texts(), (std::vector<std::string>{"M1", "D1", "SD7", "SD8", "SE [K]", "D2", "SD7", "SD8",
                                                        "SE [K]", "S 1 2 0"}));
@@ -303,8 +291,7 @@ TEST(BandWalker, ADetailWithAnUnknownSourcePrintsOnceAtItsStoredHeight) {
   AddLabel(AddBand(Page, btSubdetailData, 10), "SD");
   AddLabel(AddBand(Page, btSummary, 10), "S");
   TReportEngine E;
-  E.SetDataSource("Orders", Orders.get());
-  auto Canvas = std::make_shared<TTestCanvas>();
+  auto Canvas = WithSources(E, {{"Orders", Orders.get()}});
   E.RunPass(Page, Canvas, DrawPass());
   // No current record while it prints: the field stays unresolved.
   EXPECT_EQ(Canvas->Texts(), (std::vector<std::string>{"M1", "D [N]\nx\ny", "S"}));
@@ -322,9 +309,7 @@ TEST(BandWalker, RecordNumbersCountTheMasterRecordsOfEachBlock) {
   AddLabel(M, "{KayitNo}");
   AddLabel(AddBand(Page, btMasterData, 10, "Other"), "R[recordno]");
   TReportEngine E;
-  E.SetDataSource("Orders", Orders.get());
-  E.SetDataSource("Other", Other.get());
-  auto Canvas = std::make_shared<TTestCanvas>();
+  auto Canvas = WithSources(E, {{"Orders", Orders.get()}, {"Other", Other.get()}});
   E.RunPass(Page, Canvas, DrawPass());
   EXPECT_EQ(Canvas->Texts(), (std::vector<std::string>{"1", "1", "2", "2", "3", "3", "R1", "R2"}));
   EXPECT_EQ(E.GetVariable("RecordNo"), "2");
@@ -399,8 +384,7 @@ TEST(BandWalker, PageFootersShareOneLineAndShowTheMasterRecord) {
   AddLabel(AddBand(Page, btPageFooter, 15), "PF2 [PageNo]");
   AddLabel(AddBand(Page, btMasterData, 30, "Orders"), "M[N]");
   TReportEngine E;
-  E.SetDataSource("Orders", Orders.get());
-  auto Canvas = std::make_shared<TTestCanvas>();
+  auto Canvas = WithSources(E, {{"Orders", Orders.get()}});
   // Footers take 35 points: the body ends at 155, four records a page. Footers and headers
   // show the record that caused the break; the last footer the last record.
   EXPECT_EQ(E.RunPass(Page, Canvas, DrawPass()), 3);
@@ -453,8 +437,7 @@ TEST_P(PageParity, HeadersFollowTheParityFlags) {
   AddLabel(H, "PH");
   AddLabel(AddBand(Page, btMasterData, 160, "Orders"), "M[N]");
   TReportEngine E;
-  E.SetDataSource("Orders", Orders.get());
-  auto Canvas = std::make_shared<TTestCanvas>();
+  auto Canvas = WithSources(E, {{"Orders", Orders.get()}});
   EXPECT_EQ(E.RunPass(Page, Canvas, DrawPass()), C.StartPage + 3);
   EXPECT_EQ(Canvas->PagesBegun, 4);
   EXPECT_EQ(PagesOf(*Canvas, "PH"), C.Shown);

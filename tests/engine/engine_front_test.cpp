@@ -29,30 +29,14 @@ TEST(EngineDataSources, EmptyNameAlwaysMeansTheMainDataSet) {
   EXPECT_EQ(E.NamedDataSources().size(), 1u);
 }
 
-TEST(EngineDataSources, NamesAreExactAndReplaceable) {
+TEST(EngineDataSources, NamesAreExact) {
   auto A = Numbers("A", 1);
-  auto B = Numbers("B", 1);
   TReportEngine E;
   E.SetDataSource("Orders", A.get());
   EXPECT_EQ(E.GetDataSource("Orders"), A.get());
   EXPECT_EQ(E.GetDataSource("orders"), nullptr);
   EXPECT_EQ(E.GetDataSource("Missing"), nullptr);
-  E.SetDataSource("Orders", B.get());
-  EXPECT_EQ(E.GetDataSource("Orders"), B.get());
-  E.ClearDataSources();
-  EXPECT_EQ(E.GetDataSource("Orders"), nullptr);
   EXPECT_EQ(E.GetDataSource(""), nullptr);  // no main set was given
-}
-
-TEST(EngineVariables, GetReturnsEmptyForAnAbsentNameAndNamesAreCaseSensitive) {
-  TReportEngine E;
-  E.SetVariable("Company", "Acme");
-  EXPECT_EQ(E.GetVariable("Company"), "Acme");
-  EXPECT_EQ(E.GetVariable("company"), "");
-  E.SetVariable("Company", "Beta");
-  EXPECT_EQ(E.GetVariable("Company"), "Beta");
-  E.ClearVariables();
-  EXPECT_EQ(E.GetVariable("Company"), "");
 }
 
 struct TVarCase {
@@ -235,9 +219,6 @@ TEST(EngineText, TotalPagesMentionsAreFoundCaseSensitively) {
 
 TEST(EngineSettings, ResolutionsStayWithin72And600) {
   TReportEngine E;
-  EXPECT_EQ(E.PreviewDPI(), 150);
-  EXPECT_EQ(E.PrintDPI(), 200);
-  EXPECT_EQ(E.ExportDPI(), 150);
   struct TCase {
     int32_t In, Out;
   };

@@ -15,6 +15,7 @@
 #include "base/error.h"
 #include "base/file_io.h"
 #include "reportdef/report_model.h"
+#include "../support/test_support.h"
 
 namespace quillet {
 namespace {
@@ -689,21 +690,10 @@ TEST(ReportFile, DamagedDocumentsRaise) {
             "Invalid report data: a band is not an object");
 }
 
-class ReportFileOnDisk : public ::testing::Test {
- protected:
-  void SetUp() override {
-    Dir = std::filesystem::temp_directory_path() /
-          ("quillet-reportdef-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
-           "-" + std::to_string(reinterpret_cast<uintptr_t>(this)));
-    std::filesystem::create_directories(Dir);
-  }
-  void TearDown() override { std::filesystem::remove_all(Dir); }
-  std::filesystem::path Dir;
-};
-
-TEST_F(ReportFileOnDisk, SaveAndLoadWithByteOrderMark) {
+TEST(ReportFileOnDisk, SaveAndLoadWithByteOrderMark) {
+  const test::TTempDir Dir;
   const TReportPage Page = FullPage();
-  const std::string FileName = (Dir / "report.qdr").string();
+  const std::string FileName = Dir.File("report.qdr");
   Page.SaveToFile(FileName);
   const std::string Bytes = ReadWholeFile(FileName);
   EXPECT_EQ(Bytes, "\xEF\xBB\xBF" + Page.SaveToString());
@@ -715,25 +705,21 @@ TEST_F(ReportFileOnDisk, SaveAndLoadWithByteOrderMark) {
   // Saving again replaces the file whole and leaves nothing else in the folder.
   Loaded.PdfTitle = "Second";
   Loaded.SaveToFile(FileName);
-  size_t Files = 0;
-  for (const auto& Entry : std::filesystem::directory_iterator(Dir)) {
-    (void)Entry;
-    ++Files;
-  }
-  EXPECT_EQ(Files, 1u);
+  EXPECT_EQ(Dir.Count(), 1u);
   TReportPage Again;
   Again.LoadFromFile(FileName);
   EXPECT_EQ(Again.PdfTitle, "Second");
 
   // The byte-order mark is optional.
-  const std::string Plain = (Dir / "plain.qdr").string();
+  const std::string Plain = Dir.File("plain.qdr");
   WriteFileAtomic(Plain, R"({"version":"2.0","pdf":{"title":"Plain \u00e7"}})");
   Again.LoadFromFile(Plain);
   EXPECT_EQ(Again.PdfTitle, "Plain \xC3\xA7");
 }
 
-TEST_F(ReportFileOnDisk, FailuresNameTheFile) {
-  const std::string Bad = (Dir / "bad.qdr").string();
+TEST(ReportFileOnDisk, FailuresNameTheFile) {
+  const test::TTempDir Dir;
+  const std::string Bad = Dir.File("bad.qdr");
   WriteFileAtomic(Bad, "\xEF\xBB\xBF{\"version\":\"2.0\",\"bands\":[7]}");
   TReportPage Page;
   try {
@@ -753,14 +739,14 @@ TEST_F(ReportFileOnDisk, FailuresNameTheFile) {
     EXPECT_EQ(E.FileName(), Bad);
     EXPECT_EQ(E.Offset(), 4);
   }
-  const std::string Missing = (Dir / "missing.qdr").string();
+  const std::string Missing = Dir.File("missing.qdr");
   try {
     Page.LoadFromFile(Missing);
     FAIL() << "no error";
   } catch (const EQuilletError& E) {
     EXPECT_EQ(E.FileName(), Missing);
   }
-  EXPECT_THROW(Page.SaveToFile((Dir / "no-such-dir" / "r.qdr").string()), EQuilletError);
+  EXPECT_THROW(Page.SaveToFile((Dir.Path / "no-such-dir" / "r.qdr").string()), EQuilletError);
 }
 
 }  // namespace
