@@ -201,13 +201,8 @@ void TReportEngine::CvWalkBands(bool TopLevel) {
       case btSummary:
         FCurrentDS = GetDataSource("");
         FAggScope = asAll;
-        {
-          const float h = CvCalcBandHeight(band);
-          CvCheckBreak(h);
-          CvRenderBand(band, FCvBodyY);
-          FAggScope = asNone;
-          FCvBodyY += h;
-        }
+        PlaceBand(band);
+        FAggScope = asNone;
         break;
       case btPageBody:
         FCurrentDS = GetDataSource("");
@@ -261,10 +256,7 @@ void TReportEngine::RunMasterBlock(size_t M, size_t& Next, bool TopLevel, bool& 
     if (!f) return;
     FAggScope = asGroup;
     FAggScopeIdx = static_cast<int32_t>(k);
-    const float h = CvCalcBandHeight(*f);
-    CvCheckBreak(h);
-    CvRenderBand(*f, FCvBodyY);
-    FCvBodyY += h;
+    PlaceBand(*f);
     FAggScope = asNone;
     if (Reset) ResetGroupAggregate(static_cast<int32_t>(k));
   };

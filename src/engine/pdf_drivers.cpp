@@ -16,6 +16,13 @@ namespace {
 // Page numbers far from the int32 limits, so counting on from any start number cannot overflow.
 int32_t SaneStartPage(int32_t Start) { return std::clamp<int32_t>(Start, -1000000000, 1000000000); }
 
+TRenderPass CountingPass() {
+  TRenderPass p;
+  p.CountOnly = true;
+  p.TotalPagesText = "?";
+  return p;
+}
+
 // Clears the walker's hold on the canvas whichever way a pass ends.
 class TPassScope {
  public:
@@ -78,20 +85,21 @@ void TReportEngine::FinishPdf(TPdfRptCanvas& Canvas) {
   FWarnings = Canvas.FontManager().Warnings();
 }
 
-void TReportEngine::RenderPageToPDF(TReportPage& Page, const std::string& OutFile) {
-  DoBeforeRender();
-  FWarnings.clear();
-  auto canvas = NewPdfCanvas(OutFile, &Page);
-  TRenderPass counting;
-  counting.CountOnly = true;
-  counting.TotalPagesText = "?";
-  const int32_t last = RunPass(Page, canvas, counting);
+int32_t TReportEngine::CountAndDraw(TReportPage& Page, const IRptCanvasPtr& Canvas) {
+  const int32_t last = RunPass(Page, Canvas, CountingPass());
   // The total is the last page's number, so it shares one numbering with the page numbers.
   TRenderPass drawing;
   drawing.FireEvents = true;
   drawing.TotalPages = last;
   drawing.TotalPagesText = std::to_string(last);
-  RunPass(Page, canvas, drawing);
+  return RunPass(Page, Canvas, drawing);
+}
+
+void TReportEngine::RenderPageToPDF(TReportPage& Page, const std::string& OutFile) {
+  DoBeforeRender();
+  FWarnings.clear();
+  auto canvas = NewPdfCanvas(OutFile, &Page);
+  CountAndDraw(Page, canvas);
   FinishPdf(*canvas);
   DoAfterRender();
 }
@@ -134,16 +142,7 @@ void TReportEngine::ExportPDF(const std::vector<std::string>& Files, const std::
     TReportPage page;
     page.LoadFromFile(file);
     FReportFile = file;
-    TRenderPass counting;
-    counting.CountOnly = true;
-    counting.FireEvents = true;  // page events stay silent in a counting pass anyway
-    counting.TotalPagesText = "?";
-    const int32_t last = RunPass(page, canvas, counting);
-    TRenderPass drawing;
-    drawing.FireEvents = true;
-    drawing.TotalPages = last;
-    drawing.TotalPagesText = std::to_string(last);
-    RunPass(page, canvas, drawing);
+    CountAndDraw(page, canvas);
   }
   FinishPdf(*canvas);
   DoAfterRender();
@@ -157,11 +156,8 @@ int32_t TReportEngine::CountReportPages(TReportPage& Page, const IRptCanvasPtr& 
     const auto target = std::filesystem::temp_directory_path() / "quillet-count.pdf";
     measure = std::make_shared<TPdfRptCanvas>(target.string());
   }
-  TRenderPass counting;
-  counting.CountOnly = true;
-  counting.TotalPagesText = "?";
-  const int32_t start = std::clamp<int32_t>(Page.StartPageNumber, -1000000000, 1000000000);
-  const int32_t last = RunPass(Page, measure, counting);
+  const int32_t start = SaneStartPage(Page.StartPageNumber);
+  const int32_t last = RunPass(Page, measure, CountingPass());
   FCvTotalPages = last;
   return std::max(1, last - (start - 1));
 }

@@ -276,6 +276,8 @@ class TReportEngine : public TComponent {
   // A PDF canvas for OutFile with the engine's settings and the document information.
   std::shared_ptr<TPdfRptCanvas> NewPdfCanvas(const std::string& OutFile, const TReportPage* InfoPage);
   void FinishPdf(TPdfRptCanvas& Canvas);
+  // The counting pass, then the drawing pass with the total it found; returns the last page.
+  int32_t CountAndDraw(TReportPage& Page, const IRptCanvasPtr& Canvas);
 
   std::string FReportFile;
   TComponent* FScrivel = nullptr;
