@@ -32,6 +32,8 @@ namespace quillet::cli {
 
 // The structure listing that `check` prints.
 std::string DescribeReport(const TReportPage& Page);
+// The traps `check` points out after the listing, one "warning: ..." line each.
+std::string ReportWarnings(const TReportPage& Page);
 
 // Splits "NAME=VALUE"; throws EUsageError naming Option when there is no "=" or no name.
 std::pair<std::string, std::string> SplitAssignment(const std::string& Option, const std::string& Text);

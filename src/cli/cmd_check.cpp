@@ -1,6 +1,7 @@
 // quillet check: loads a report definition and prints its structure, one line per band and
 // element, so that a report can be inspected (and diffed) without the designer.
 #include <cstdio>
+#include <new>
 #include <string>
 
 #include "base/error.h"
@@ -117,6 +118,21 @@ std::string DescribeReport(const TReportPage& P) {
   return out;
 }
 
+std::string ReportWarnings(const TReportPage& P) {
+  std::string out;
+  for (size_t i = 0; i < P.Bands.size(); ++i) {
+    const TReportBand& b = *P.Bands[i];
+    // An empty source means the main data set; walked from a master band over that same set, it
+    // uses up the master's records and the report ends after the first one.
+    if ((b.BandType == btDetailData || b.BandType == btSubdetailData) && b.DataSourceName.empty())
+      Line(out, "warning: bands[" + std::to_string(i) + "] (" +
+                    std::string(BandTypeNames[static_cast<int>(b.BandType)]) + "): " +
+                    (b.BandType == btDetailData ? "detail" : "sub-detail") +
+                    " band with an empty data source walks the main data set");
+  }
+  return out;
+}
+
 int RunCheck(const TArgs& Args) {
   if (Args.size() != 1) throw EUsageError("check takes one REPORT.qdr");
   if (!Args[0].empty() && Args[0][0] == '-') throw EUsageError("unknown option \"" + Args[0] + "\"");
@@ -126,8 +142,10 @@ int RunCheck(const TArgs& Args) {
   } catch (const EQuilletError& e) {
     if (!e.FileName().empty()) throw;
     throw EQuilletError(e.what(), Args[0], e.Offset());
+  } catch (const std::bad_alloc&) {
+    throw EQuilletError(Args[0] + ": out of memory", Args[0]);
   }
-  const std::string out = DescribeReport(page);
+  const std::string out = DescribeReport(page) + ReportWarnings(page);
   std::fwrite(out.data(), 1, out.size(), stdout);
   return 0;
 }

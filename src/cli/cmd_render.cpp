@@ -11,6 +11,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <new>
 #include <set>
 #include <string>
 #include <vector>
@@ -370,6 +371,10 @@ int RunRender(const TArgs& Args) {
       engine.ExportPDF(opt.Reports.front(), opt.OutFile);
   } catch (const EReportCancelled&) {
     return interrupted();
+  } catch (const std::bad_alloc&) {
+    progress.Clear();
+    const std::string report = engine.ReportFile().empty() ? opt.Reports.front() : engine.ReportFile();
+    throw EQuilletError(report + ": out of memory", report);
   } catch (...) {
     progress.Clear();
     if (GInterrupted.load()) return interrupted();

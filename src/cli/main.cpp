@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <new>
 #include <string>
 
 #include "base/error.h"
@@ -77,6 +78,9 @@ int Main(int argc, char** argv) {
       std::fprintf(stderr, "quillet: %s: %s\n", e.FileName().c_str(), e.what());
     else
       std::fprintf(stderr, "quillet: %s\n", e.what());
+    return 1;
+  } catch (const std::bad_alloc&) {
+    std::fprintf(stderr, "quillet: out of memory\n");
     return 1;
   } catch (const std::exception& e) {
     std::fprintf(stderr, "quillet: %s\n", e.what());

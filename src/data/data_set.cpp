@@ -200,4 +200,8 @@ int TDataSet::DetailFieldIndex() const {
   throw EQuilletError("Field '" + FDetailField + "' not found in " + FName);
 }
 
+std::vector<TDataSet*> TDataSet::MasterSets() const {
+  return FMaster ? std::vector<TDataSet*>{FMaster} : std::vector<TDataSet*>{};
+}
+
 }  // namespace quillet

@@ -137,6 +137,9 @@ class TDataSet {
   // cannot filter this way raise EQuilletError.
   virtual void SetMaster(TDataSet* Master, std::string DetailField, std::string MasterField);
   TDataSet* Master() const noexcept { return FMaster; }
+  // Every set whose current record this set's First depends on (its master, the sources of its
+  // query parameters), so a caller can rewind masters before their details.
+  virtual std::vector<TDataSet*> MasterSets() const;
 
  protected:
   // Implementations fill FFieldDefs in DoOpen (or DoUpdateFieldDefs) and load FRecord on moves.

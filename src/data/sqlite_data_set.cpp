@@ -123,6 +123,18 @@ void TSqliteDataSet::AddParamSource(TDataSet* Source) {
   if (Source) FParamSources.push_back(Source);
 }
 
+std::vector<TDataSet*> TSqliteDataSet::MasterSets() const {
+  std::vector<TDataSet*> out;
+  for (const TSqlSourceParam& p : FParams) {
+    TDataSet* src = nullptr;
+    for (TDataSet* d : FParamSources)
+      if (d->Name() == p.Source) src = d;
+    if (!src && FResolver) src = FResolver(p.Source);
+    if (src && src != this && std::find(out.begin(), out.end(), src) == out.end()) out.push_back(src);
+  }
+  return out;
+}
+
 void TSqliteDataSet::SetMaster(TDataSet*, std::string, std::string) {
   throw EQuilletError("SQL data set " + Name() + " follows its master through :Source.Field parameters in its query");
 }

@@ -53,6 +53,8 @@ class TSqliteDataSet : public TDataSet {
 
   // SQL sets follow masters through ":Source.Field" parameters; this raises EQuilletError.
   void SetMaster(TDataSet* Master, std::string DetailField, std::string MasterField) override;
+  // The sets its ":Source.Field" parameters read, as far as they can be found.
+  std::vector<TDataSet*> MasterSets() const override;
 
  protected:
   void DoOpen() override;

@@ -74,7 +74,7 @@ void TReportEngine::CvBeginPage() {
   }
   for (const TReportBand* hdr : FCvHdrBands) {
     if (!CvBandVisible(*hdr, firstPage)) continue;
-    CvRenderBand(*hdr, FCvBodyY);
+    RenderPageBand(*hdr, FCvBodyY);
     FCvBodyY += hdr->Height;
   }
 }
@@ -87,7 +87,7 @@ void TReportEngine::CvFinishPage() {
   for (const TReportBand* ftr : FCvFtrBands) {
     if (!CvBandVisible(*ftr, firstPage)) continue;
     FCurrentDS = (FCvMasterDS && FCvMasterDS->Active()) ? FCvMasterDS : nullptr;
-    CvRenderBand(*ftr, y);
+    RenderPageBand(*ftr, y);
   }
   FCurrentDS = saved;
   if (FCvCountOnly) return;
@@ -126,7 +126,31 @@ bool TReportEngine::CvBandVisible(const TReportBand& Band, bool IsFirstPage) con
 }
 
 void TReportEngine::CvRenderBand(const TReportBand& Band, float Y) {
+  // A band of the outer report starts a fresh budget of subreport expansions.
+  if (FSubreportChain.empty()) FSubreportExpansions = 0;
   for (const auto& el : Band.Elements) CvRenderEl(*el, Y, FCvPage->MarginLeft);
+}
+
+void TReportEngine::RenderPageBand(const TReportBand& Band, float Y) {
+  // Page headers and footers belong to the outer report: they draw at its own position and
+  // outside any subreport that happens to be flowing when the page turns.
+  const float savedBaseX = FCvBaseX;
+  const int64_t savedExpansions = FSubreportExpansions;
+  std::vector<std::string> savedChain;
+  savedChain.swap(FSubreportChain);
+  FCvBaseX = 0;
+  auto restore = [&] {
+    FCvBaseX = savedBaseX;
+    FSubreportChain.swap(savedChain);
+    FSubreportExpansions = savedExpansions;
+  };
+  try {
+    CvRenderBand(Band, Y);
+  } catch (...) {
+    restore();
+    throw;
+  }
+  restore();
 }
 
 void TReportEngine::PlaceBand(const TReportBand& Band) {
@@ -169,6 +193,7 @@ void TReportEngine::CvWalkBands(bool TopLevel) {
             break;
           }
         FCurrentDS = GetDataSource("");
+        if (FSubreportChain.empty()) FSubreportExpansions = 0;
         // Only the strip above the subreport takes room; the band is drawn whole.
         if (sub->Top > 0) {
           CvCheckBreak(sub->Top);

@@ -3,10 +3,14 @@
 // appears only when the drawing pass completes.
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
+#include <unordered_map>
+#include <vector>
 
 #include "canvas/pdf_canvas.h"
+#include "data/data_set.h"
 #include "engine/report_engine.h"
 
 namespace quillet {
@@ -44,13 +48,60 @@ class TPassScope {
   TReportPage*& FBandSrc;
 };
 
+// Parsed subreports live for one output operation.
+class TSubreportCacheScope {
+ public:
+  explicit TSubreportCacheScope(TReportEngine& Engine) : FEngine(Engine) { FEngine.ClearSubreportCache(); }
+  ~TSubreportCacheScope() { FEngine.ClearSubreportCache(); }
+  TSubreportCacheScope(const TSubreportCacheScope&) = delete;
+  TSubreportCacheScope& operator=(const TSubreportCacheScope&) = delete;
+
+ private:
+  TReportEngine& FEngine;
+};
+
 }  // namespace
+
+void TReportEngine::RewindForPass() {
+  // Every registered set once, the main one included.
+  std::vector<TDataSet*> sets;
+  auto add = [&sets](TDataSet* D) {
+    if (D && std::find(sets.begin(), sets.end(), D) == sets.end()) sets.push_back(D);
+  };
+  add(FDataSource);
+  for (const auto& [name, ds] : FNamedDataSources) add(ds);
+  // A set's rank is one more than its highest master's, so masters rewind before the sets that
+  // follow them and a detail re-filters from its master's first record. A cycle of links counts
+  // as rank 0 where it closes.
+  std::unordered_map<TDataSet*, int> rank;
+  std::vector<TDataSet*> onPath;
+  std::function<int(TDataSet*)> rankOf = [&](TDataSet* D) -> int {
+    if (auto it = rank.find(D); it != rank.end()) return it->second;
+    if (std::find(onPath.begin(), onPath.end(), D) != onPath.end() || onPath.size() > 64) return 0;
+    onPath.push_back(D);
+    int r = 0;
+    for (TDataSet* m : D->MasterSets()) r = std::max(r, rankOf(m) + 1);
+    onPath.pop_back();
+    rank[D] = r;
+    return r;
+  };
+  for (TDataSet* d : sets) rankOf(d);
+  std::stable_sort(sets.begin(), sets.end(), [&](TDataSet* A, TDataSet* B) { return rank[A] < rank[B]; });
+  for (TDataSet* d : sets)
+    if (d->Active()) d->First();
+  FRecordNo = 0;
+  SetVariable("RecordNo", "0");
+  FCurrentDS = GetDataSource("");
+  FCvMasterDS = nullptr;
+  FSubreportChain.clear();
+  FSubreportExpansions = 0;
+}
 
 int32_t TReportEngine::RunPass(TReportPage& Page, const IRptCanvasPtr& Canvas, const TRenderPass& Pass) {
   TPassScope scope(FCvCanvas, FCvFireEvents, FCvPage, FCvBandSrc);
+  RewindForPass();
   FCvCanvas = Canvas;
   FCvPage = &Page;
-  FCvMasterDS = nullptr;
   FCvCountOnly = Pass.CountOnly;
   FCvFireEvents = Pass.FireEvents;
   FCvTotalPages = Pass.TotalPages;
@@ -82,7 +133,7 @@ std::shared_ptr<TPdfRptCanvas> TReportEngine::NewPdfCanvas(const std::string& Ou
 
 void TReportEngine::FinishPdf(TPdfRptCanvas& Canvas) {
   Canvas.SaveToFile();
-  FWarnings = Canvas.FontManager().Warnings();
+  for (const std::string& w : Canvas.FontManager().Warnings()) AddWarning(w);
 }
 
 int32_t TReportEngine::CountAndDraw(TReportPage& Page, const IRptCanvasPtr& Canvas) {
@@ -98,6 +149,7 @@ int32_t TReportEngine::CountAndDraw(TReportPage& Page, const IRptCanvasPtr& Canv
 void TReportEngine::RenderPageToPDF(TReportPage& Page, const std::string& OutFile) {
   DoBeforeRender();
   FWarnings.clear();
+  TSubreportCacheScope cache(*this);
   auto canvas = NewPdfCanvas(OutFile, &Page);
   CountAndDraw(Page, canvas);
   FinishPdf(*canvas);
@@ -132,6 +184,7 @@ void TReportEngine::ExportPDF(const std::vector<std::string>& Files, const std::
   InjectSystemVariables();
   DoBeforeRender();
   FWarnings.clear();
+  TSubreportCacheScope cache(*this);
   std::shared_ptr<TPdfRptCanvas> canvas;
   {
     TReportPage first;
@@ -157,6 +210,7 @@ int32_t TReportEngine::CountReportPages(TReportPage& Page, const IRptCanvasPtr& 
     measure = std::make_shared<TPdfRptCanvas>(target.string());
   }
   const int32_t start = SaneStartPage(Page.StartPageNumber);
+  TSubreportCacheScope cache(*this);
   const int32_t last = RunPass(Page, measure, CountingPass());
   FCvTotalPages = last;
   return std::max(1, last - (start - 1));

@@ -18,6 +18,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -36,6 +37,11 @@ class TPdfRptCanvas;
 
 // Where relative image file names are looked up: $HOME/Documents.
 std::string UserDocumentsFolder();
+
+// Subreport expansions allowed beneath one drawing of one band of the outer report.
+inline constexpr int64_t kMaxSubreportExpansions = 10000;
+// Warnings kept per output operation.
+inline constexpr size_t kMaxWarnings = 100;
 
 // Raised out of a run when an OnBeforePage handler cancels it (or RequestCancel was called).
 class EReportCancelled : public EQuilletError {
@@ -125,8 +131,16 @@ class TReportEngine : public TComponent {
   // the file is byte-for-byte the same either way.
   bool PdfBackgroundCompression() const noexcept { return FPdfBackgroundCompression; }
   void SetPdfBackgroundCompression(bool On) noexcept { FPdfBackgroundCompression = On; }
-  // Tolerated damage of the last PDF export (substituted fonts), at most 100 lines.
+  // Tolerated damage of the last PDF export (substituted fonts, damaged glyphs, subreports that
+  // include themselves), at most 100 lines.
   const std::vector<std::string>& Warnings() const noexcept { return FWarnings; }
+  // How many subreports may expand beneath one drawing of one band of the outer report, counted
+  // over all depths; past it the run stops with "Subreport nesting too large in FILE".
+  int64_t SubreportExpansionLimit() const noexcept { return FSubreportExpansionLimit; }
+  void SetSubreportExpansionLimit(int64_t Limit) noexcept;
+  // Parsed subreport files are kept from one pass to the next; the drivers clear them at the
+  // start and end of each output operation, and so should a caller of RunPass.
+  void ClearSubreportCache();
 
   // ---- Events -----------------------------------------------------------------------------
 
@@ -263,8 +277,16 @@ class TReportEngine : public TComponent {
 
  private:
   void ShowMessage(const std::string& Message);
+  // The state every pass starts from: each active registered set on its first record (masters
+  // first), no record counted, the default data source current, no master.
+  void RewindForPass();
   // The subreport file El names, resolved against the report file's folder; "" when missing.
   std::string LocateSubreport(const TReportElement& El) const;
+  // The parsed subreport El names, entered into the include chain (nullptr: draw nothing). Raises
+  // when the outer band's expansions pass the limit.
+  TReportPage* EnterSubreport(const TReportElement& El, std::string& Key);
+  void LeaveSubreport();
+  void AddWarning(const std::string& Text);
   // The image file El names: as given when rooted, else in the user's documents folder, else
   // beside the report file; "" when missing.
   std::string LocateImage(const TReportElement& El) const;
@@ -272,6 +294,7 @@ class TReportEngine : public TComponent {
   void RenderMark(const TReportElement& El, const TRectF& R, const TRptFont& Font);
   void RenderEditBorder(const TReportElement& El, const TRectF& R);
   void PlaceBand(const TReportBand& Band);  // height, break, draw, advance
+  void RenderPageBand(const TReportBand& Band, float Y);  // a page header or footer
   void RunMasterBlock(size_t M, size_t& Next, bool TopLevel, bool& FirstMasterOfWalk);
   // A PDF canvas for OutFile with the engine's settings and the document information.
   std::shared_ptr<TPdfRptCanvas> NewPdfCanvas(const std::string& OutFile, const TReportPage* InfoPage);
@@ -330,7 +353,13 @@ class TReportEngine : public TComponent {
   std::vector<std::string> FWarnings;
   TMessageHook FMessageHook;
   std::atomic<bool> FCancelRequested{false};
-  int FSubreportDepth = 0;  // subreports inside subreports, capped against files that include themselves
+  // Subreports: the files being drawn, outermost first; expansions beneath the outer band now
+  // drawing; parsed files kept for one output operation.
+  std::vector<std::string> FSubreportChain;
+  int64_t FSubreportExpansions = 0;
+  int64_t FSubreportExpansionLimit = kMaxSubreportExpansions;
+  std::map<std::string, std::unique_ptr<TReportPage>> FSubreportCache;
+  std::set<std::string> FSubreportCycleWarned;
 
   // The evaluator's callbacks, made once so resolving a text allocates no closures.
   TGetIdentValueFunc FFieldFunc;

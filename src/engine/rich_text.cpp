@@ -49,7 +49,7 @@ struct TControlWord {
 
 // Reads the control word whose backslash is at Text[Pos]: letters, an optional "-" and digits,
 // and one optional space that only delimits the word. Pos ends after it, always beyond the
-// backslash. The "-" belongs to the word only before a digit, so in "\par-" the hyphen stays text.
+// backslash. The "-" belongs to the word even without digits after it: "\par-b" is "\par-" then "b".
 TControlWord ReadControlWord(std::string_view Text, size_t& Pos) {
   TControlWord W;
   size_t P = Pos + 1;
@@ -57,7 +57,7 @@ TControlWord ReadControlWord(std::string_view Text, size_t& Pos) {
   while (P < Text.size() && IsLetter(Text[P])) ++P;
   W.Name = Text.substr(Start, P - Start);
   bool Negative = false;
-  if (P + 1 < Text.size() && Text[P] == '-' && IsDigit(Text[P + 1])) {
+  if (P < Text.size() && Text[P] == '-') {
     Negative = true;
     ++P;
   }

@@ -15,7 +15,7 @@ namespace quillet {
 
 namespace {
 
-// A report that includes itself would otherwise recurse until the stack runs out.
+// Nesting depth at which subreports stop expanding, whatever the files say.
 constexpr int kMaxSubreportDepth = 16;
 
 }  // namespace
@@ -40,39 +40,76 @@ std::string TReportEngine::LocateSubreport(const TReportElement& El) const {
   return std::filesystem::is_regular_file(p, ec) ? p.string() : std::string();
 }
 
-void TReportEngine::CvRenderSubreport(const TReportElement& El, float X, float Y) {
-  if (FSubreportDepth >= kMaxSubreportDepth) return;
+void TReportEngine::ClearSubreportCache() {
+  FSubreportCache.clear();
+  FSubreportCycleWarned.clear();
+}
+
+void TReportEngine::SetSubreportExpansionLimit(int64_t Limit) noexcept {
+  FSubreportExpansionLimit = std::max<int64_t>(1, Limit);
+}
+
+void TReportEngine::AddWarning(const std::string& Text) {
+  if (FWarnings.size() < kMaxWarnings) FWarnings.push_back(Text);
+}
+
+TReportPage* TReportEngine::EnterSubreport(const TReportElement& El, std::string& Key) {
+  if (static_cast<int>(FSubreportChain.size()) >= kMaxSubreportDepth) return nullptr;
   const std::string file = LocateSubreport(El);
-  if (file.empty()) return;
-  TReportPage sub;
-  sub.LoadFromFile(file);
+  if (file.empty()) return nullptr;
+  std::error_code ec;
+  Key = std::filesystem::weakly_canonical(file, ec).string();
+  if (ec || Key.empty()) Key = file;
+  // A file already being drawn further up would expand without end.
+  if (std::find(FSubreportChain.begin(), FSubreportChain.end(), Key) != FSubreportChain.end()) {
+    if (FSubreportCycleWarned.insert(Key).second)
+      AddWarning("subreport " + file + " includes itself; the inner copy is left empty");
+    return nullptr;
+  }
+  if (++FSubreportExpansions > FSubreportExpansionLimit)
+    throw EQuilletError("Subreport nesting too large in " + file, file);
+  auto it = FSubreportCache.find(Key);
+  if (it == FSubreportCache.end()) {
+    auto page = std::make_unique<TReportPage>();
+    page->LoadFromFile(file);
+    it = FSubreportCache.emplace(Key, std::move(page)).first;
+  }
+  FSubreportChain.push_back(Key);
+  return it->second.get();
+}
+
+void TReportEngine::LeaveSubreport() { FSubreportChain.pop_back(); }
+
+void TReportEngine::CvRenderSubreport(const TReportElement& El, float X, float Y) {
+  std::string key;
+  TReportPage* sub = EnterSubreport(El, key);
+  if (!sub) return;
   const float savedBaseX = FCvBaseX;
-  // The band renderer adds the page margin; shift so the bands land at the element's left edge.
-  FCvBaseX = FCvBaseX + (X - FCvPage->MarginLeft);
-  ++FSubreportDepth;
+  // The band renderer adds the page margin and the base offset already in X; what is left is
+  // the element's own left edge.
+  FCvBaseX = X - FCvPage->MarginLeft;
   try {
     float cy = Y;
-    for (const auto& band : sub.Bands) {
+    for (const auto& band : sub->Bands) {
       if (band->BandType == btPageBody) continue;
       CvRenderBand(*band, cy);
       cy += band->Height;
       if (cy - Y >= El.Height) break;
     }
   } catch (...) {
-    --FSubreportDepth;
+    LeaveSubreport();
     FCvBaseX = savedBaseX;
     throw;
   }
-  --FSubreportDepth;
+  LeaveSubreport();
   FCvBaseX = savedBaseX;
 }
 
 void TReportEngine::CvRenderSubreportFlow(const TReportElement& El) {
-  if (FSubreportDepth >= kMaxSubreportDepth) return;
-  const std::string file = LocateSubreport(El);
-  if (file.empty()) return;
-  TReportPage sub;
-  sub.LoadFromFile(file);
+  std::string key;
+  TReportPage* subPage = EnterSubreport(El, key);
+  if (!subPage) return;
+  TReportPage& sub = *subPage;
 
   const float savedBaseX = FCvBaseX;
   TReportPage* savedBandSrc = FCvBandSrc;
@@ -89,9 +126,8 @@ void TReportEngine::CvRenderSubreportFlow(const TReportElement& El) {
   FAggGroup.clear();
   FAggScope = asNone;
   ++FAggEpoch;
-  ++FSubreportDepth;
   auto restore = [&] {
-    --FSubreportDepth;
+    LeaveSubreport();
     FCvBaseX = savedBaseX;
     FCvBandSrc = savedBandSrc;
     FCurrentDS = savedCurrent;

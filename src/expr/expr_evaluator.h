@@ -23,7 +23,9 @@
 // a number stays a date-time; a date-time minus a date-time is a float of days. An operation that
 // cannot be carried out (a non-number, a result that is not finite) makes the value null and
 // parsing goes on. Comparisons are numeric when both sides convert to numbers, otherwise
-// case-insensitive on the text forms (see CompareValues).
+// case-insensitive on the text forms (see CompareValues). A date-time converts to its day count,
+// so date-times compare chronologically, never by their text: [Due] < TODAY() means "before
+// today" whatever the date format prints.
 //
 // Evaluation never throws and never crashes. Any failure makes the result null; nesting deeper
 // than 256 levels (parentheses, signs, NOT, function arguments) makes the whole result null.

@@ -214,6 +214,18 @@ TCellStyle ReadCellStyle(const TJson& Item) {
   return Style;
 }
 
+// A table's grid is allocated before any cell is drawn, so its size is bounded at load: a static
+// table by its cells, a data table (whose rows follow the data) by its columns.
+void CheckTableSize(const TReportElement& E) {
+  if (E.ElemType != retTable) return;
+  const int64_t rows = E.Rows, cols = E.Cols;
+  const bool data = !E.DataField.empty();
+  const int64_t limit = data ? kMaxDataTableColumns : kMaxTableCells;
+  if ((data ? cols : rows * cols) > limit)
+    throw EQuilletError("Table " + E.Name + ": " + std::to_string(rows) + "x" + std::to_string(cols) +
+                        " cells exceed the limit of " + std::to_string(limit));
+}
+
 template <typename TJson>
 std::unique_ptr<TReportElement> LoadElement(const TJson& Obj) {
   RequireObject(Obj, "an element");
@@ -270,6 +282,7 @@ std::unique_ptr<TReportElement> LoadElement(const TJson& Obj) {
   }
   if (const TJson* F = ArrayMember(Obj, "colFields"))
     E->ColFields = ReadStringArray(*F, "colFields");
+  CheckTableSize(*E);
   E->SubReportFile = ReadString(Obj, "subReportFile", "");
   E->SubReportFlow = ReadBool(Obj, "subReportFlow", false);
   E->ShowBarcodeText = ReadBool(Obj, "showBarcodeText", true);

@@ -62,6 +62,10 @@ enum TBandType : int32_t {
   btGroupFooter
 };
 
+// Size limits of a table read from a file: cells of a static table, columns of a data table.
+inline constexpr int64_t kMaxTableCells = 100000;
+inline constexpr int64_t kMaxDataTableColumns = 1000;
+
 // File spellings, indexed by ordinal.
 inline constexpr std::array<std::string_view, 15> ElemTypeNames = {
     "Label", "Edit",  "Rectangle", "RoundRect", "Ellipse", "Circle", "Line",     "CheckBox",

@@ -82,6 +82,42 @@ TEST(OutputDrivers, ExportFindsDataSetLinksBesideTheEngine) {
   EXPECT_EQ(E.GetDataSource("lnkOrders"), Orders.get());
 }
 
+// Whatever ran before on the engine, a pass starts with every active set on its first record
+// (masters before their details), no record counted and no master: the title reads the first
+// customer and that customer's first order, in every pass, and the drawing matches the count.
+TEST(OutputDrivers, EveryPassStartsFromTheFirstRecords) {
+  auto Customers = MakeSet("Customers", {{"id", ftLargeint}, {"name", ftString}},
+                           {{I(1), S("Anka")}, {I(2), S("Birlik")}, {I(3), S("Cinar")}});
+  auto Orders = MakeSet("Orders", {{"id", ftLargeint}, {"cid", ftLargeint}},
+                        {{I(10), I(1)}, {I(11), I(1)}, {I(20), I(2)}, {I(30), I(3)}});
+  Orders->SetMaster(Customers.get(), "cid", "id");
+  auto Closed = std::make_unique<TMemDataSet>("Closed");
+  Closed->AddField("x", ftLargeint);
+  TReportPage Page;
+  SmallPage(Page);
+  AddLabel(AddBand(Page, btTitle, 10), "T [Customers.name] [Orders.id] R=[RecordNo]");
+  AddLabel(AddBand(Page, btMasterData, 10, "Customers"), "M [name] [RecordNo]");
+  AddLabel(AddBand(Page, btDetailData, 10, "Orders"), "D [Orders.id]");
+  AddLabel(AddBand(Page, btPageFooter, 10), "F [PageNo]/[TotalPages] [name]");
+  TReportEngine E;
+  // Registered in an order that puts the detail before its master.
+  E.SetDataSource("AOrders", Orders.get());
+  E.SetDataSource("Customers", Customers.get());
+  E.SetDataSource("Closed", Closed.get());
+  E.SetDataSource(Customers.get());
+  E.SetDataSource("Orders", Orders.get());
+  for (int Run = 0; Run < 3; ++Run) {
+    auto Canvas = std::make_shared<TTestCanvas>();
+    const int32_t Pages = Run == 0 ? E.CountReportPages(Page, Canvas) : E.RunPass(Page, Canvas, DrawPass(3, "3"));
+    EXPECT_EQ(Pages, 3);  // a page per customer
+    if (Run == 0) continue;
+    EXPECT_EQ(Canvas->Texts(),
+              (std::vector<std::string>{"T Anka 10 R=0", "M Anka 1", "D 10", "D 11", "F 1/3 Birlik", "M Birlik 2",
+                                        "D 20", "F 2/3 Cinar", "M Cinar 3", "D 30", "F 3/3 Cinar"}));
+    EXPECT_FALSE(Closed->Active());
+  }
+}
+
 TEST(OutputDrivers, SeveralReportsShareOnePdfAndKeepTheirOwnNumbers) {
   test::TTempDir Dir;
   auto Orders = Numbers("Orders", 8);  // two pages

@@ -107,6 +107,10 @@ TEST(ExprValueTest, CompareValues) {
       {N(), S(""), 0},
       {B(true), S("TRUE"), 0},
       {D(45000.5), I(45000), 1},
+      // Date-times by day count, not by text: 05.03.2024 is after 12.01.2024, 1999 before 2000.
+      {D(45356), D(45303), 1},
+      {D(36525), D(36526), -1},
+      {D(45356.25), D(45356.75), -1},
   };
   for (const Case& c : cases) {
     const int r = CompareValues(c.A, c.B);

@@ -659,6 +659,16 @@ TEST(ReportFile, DamagedDocumentsRaise) {
        "Duplicate data source name \"A\"", false},
       {R"({"version":"2.0","bands":[{"elements":[{"text":)" + Deep + "}]}]}",
        "Invalid report data: \"text\" is nested too deeply", false},
+      // Table grids are bounded before anything is allocated: static tables by cells, data
+      // tables by columns.
+      {R"({"version":"2.0","bands":[{"elements":[{"type":"Table","name":"T","rows":100001,"cols":1}]}]})",
+       "Table T: 100001x1 cells exceed the limit of 100000", false},
+      {R"({"version":"2.0","bands":[{"elements":[{"type":"Table","name":"Big","rows":400,"cols":251}]}]})",
+       "Table Big: 400x251 cells exceed the limit of 100000", false},
+      {R"({"version":"2.0","bands":[{"elements":[{"type":"Table","name":"D","dataField":"O","cols":1001}]}]})",
+       "Table D: 3x1001 cells exceed the limit of 1000", false},
+      {R"({"version":"2.0","bands":[{"elements":[{"type":"Table","name":"D","dataField":"O","cols":30000000}]}]})",
+       "Table D: 3x30000000 cells exceed the limit of 1000", false},
   };
   for (const Case& C : Cases) {
     TReportPage Page;
@@ -669,6 +679,15 @@ TEST(ReportFile, DamagedDocumentsRaise) {
       EXPECT_EQ(Page.PdfTitle, "before") << C.Doc.substr(0, 80);
       EXPECT_EQ(Page.Bands.size(), 1u) << C.Doc.substr(0, 80);
     }
+  }
+
+  // Tables right at the limits load, and a grid size on an element that is not a table is no grid.
+  for (const char* Doc :
+       {R"({"version":"2.0","bands":[{"elements":[{"type":"Table","rows":400,"cols":250}]}]})",
+        R"({"version":"2.0","bands":[{"elements":[{"type":"Table","dataField":"O","rows":1000000,"cols":1000}]}]})",
+        R"({"version":"2.0","bands":[{"elements":[{"type":"Label","rows":1000000,"cols":1000000}]}]})"}) {
+    TReportPage AtLimit;
+    EXPECT_EQ(ErrorOf([&] { AtLimit.LoadFromString(Doc); }), "(no error)") << Doc;
   }
 
   // Deep nesting in a member the reader ignores is harmless.
