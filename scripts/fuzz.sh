@@ -12,7 +12,7 @@ if [ "${1:-}" = "--list" ]; then printf '%s\n' "${targets[@]}"; exit 0; fi
 t="$1"; secs="$2"
 printf '%s\n' "${targets[@]}" | grep -qx "$t" || { echo "fuzz.sh: unknown target $t" >&2; exit 2; }
 scripts/build.sh build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++-14 \
-  -DQUILLET_FUZZ=ON -DQUILLET_BUILD_TESTS=OFF >/dev/null
+  -DQUILLET_FUZZ=ON -DQUILLET_BUILD_TESTS=OFF -DQUILLET_WITH_QT=OFF >/dev/null
 mkdir -p "fuzz/findings/$t" fuzz/findings/artifacts
 "build-fuzz/fuzz/fuzz_$t" -max_total_time="$secs" -print_final_stats=0 -timeout=10 -rss_limit_mb=2048 \
   -max_len=65536 -artifact_prefix=fuzz/findings/artifacts/"$t"- "fuzz/findings/$t" "fuzz/corpus/$t" 2> "fuzz/findings/$t.log" || {

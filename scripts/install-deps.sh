@@ -19,6 +19,9 @@ packages=(
   # libraries
   nlohmann-json3-dev libdeflate-dev zlib1g-dev libpng-dev libjpeg62-turbo-dev libfontconfig-dev
   libzxing-dev libsqlite3-dev
+  # the screen module: Qt 6 Gui, Widgets and PrintSupport (with the offscreen and xcb platforms,
+  # the JPEG image plugin and the CUPS print plugin)
+  qt6-base-dev
   # the demo builds its shop database from an SQL script
   sqlite3
   # tests, sanitizers and fuzzing; fonts and PDF tools the tests check output with

@@ -26,7 +26,7 @@ export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 ctest --test-dir build-asan --output-on-failure -j "$jobs"
 
 echo "== thread sanitizer (the tests that run several threads)" >&2
-cmake -S . -B build-tsan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DQUILLET_TSAN=ON -DQUILLET_BUILD_BENCH=OFF >/dev/null
+cmake -S . -B build-tsan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DQUILLET_TSAN=ON -DQUILLET_BUILD_BENCH=OFF -DQUILLET_WITH_QT=OFF >/dev/null
 cmake --build build-tsan -j "$jobs" --target test_engine test_canvas
 TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 build-tsan/tests/test_engine --gtest_filter='Threads.*'
 TSAN_OPTIONS=halt_on_error=1 build-tsan/tests/test_canvas --gtest_filter='PdfWriter.*Background*'

@@ -44,35 +44,69 @@ std::string ReadWholeFile(const std::string& FileName) {
 }
 
 void WriteFileAtomic(const std::string& FileName, std::string_view Bytes) {
-  std::string tmp = FileName + ".XXXXXX.tmp";
-  const int fd = ::mkstemps(tmp.data(), 4);
-  if (fd < 0) throw EQuilletError(SysMessage("Cannot write file", FileName, errno), FileName);
+  TAtomicFileWriter out(FileName);
+  out.Write(Bytes);
+  out.Commit();
+}
+
+TAtomicFileWriter::TAtomicFileWriter(std::string FileName) : FFileName(std::move(FileName)) {
+  std::string tmp = FFileName + ".XXXXXX.tmp";
+  FFd = ::mkostemps(tmp.data(), 4, O_CLOEXEC);
+  if (FFd < 0) throw EQuilletError(SysMessage("Cannot write file", FFileName, errno), FFileName);
+  FTempName = std::move(tmp);
+}
+
+TAtomicFileWriter::~TAtomicFileWriter() {
+  if (FFd >= 0) ::close(FFd);
+  if (!FTempName.empty()) ::unlink(FTempName.c_str());
+}
+
+void TAtomicFileWriter::Fail(int Err) {
+  if (FFd >= 0) ::close(FFd);
+  FFd = -1;
+  if (!FTempName.empty()) ::unlink(FTempName.c_str());
+  FTempName.clear();
+  throw EQuilletError(SysMessage("Cannot write file", FFileName, Err), FFileName);
+}
+
+void TAtomicFileWriter::Write(std::string_view Bytes) {
+  if (FFd < 0) throw EQuilletError(SysMessage("Cannot write file", FFileName, EBADF), FFileName);
   const char* p = Bytes.data();
   size_t left = Bytes.size();
-  int err = 0;
   while (left > 0) {
-    const ssize_t n = ::write(fd, p, left);
+    const ssize_t n = ::write(FFd, p, left);
     if (n < 0) {
       if (errno == EINTR) continue;
-      err = errno;
-      break;
+      Fail(errno);
     }
     p += n;
     left -= static_cast<size_t>(n);
   }
-  if (err == 0 && ::fsync(fd) != 0) err = errno;
+  FPosition += Bytes.size();
+}
+
+void TAtomicFileWriter::Commit() {
+  if (FFd < 0) throw EQuilletError(SysMessage("Cannot write file", FFileName, EBADF), FFileName);
+  if (::fsync(FFd) != 0) Fail(errno);
   // mkstemps creates the file 0600: keep the mode of the file being replaced, else rw-r--r--.
-  if (err == 0) {
-    struct stat st {};
-    const mode_t mode = ::stat(FileName.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0644;
-    ::fchmod(fd, mode);
+  struct stat st {};
+  const mode_t mode = ::stat(FFileName.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0644;
+  ::fchmod(FFd, mode);
+  const int fd = FFd;
+  FFd = -1;
+  if (::close(fd) != 0) {
+    const int err = errno;
+    ::unlink(FTempName.c_str());
+    FTempName.clear();
+    throw EQuilletError(SysMessage("Cannot write file", FFileName, err), FFileName);
   }
-  if (::close(fd) != 0 && err == 0) err = errno;
-  if (err == 0 && ::rename(tmp.c_str(), FileName.c_str()) != 0) err = errno;
-  if (err != 0) {
-    ::unlink(tmp.c_str());
-    throw EQuilletError(SysMessage("Cannot write file", FileName, err), FileName);
+  if (::rename(FTempName.c_str(), FFileName.c_str()) != 0) {
+    const int err = errno;
+    ::unlink(FTempName.c_str());
+    FTempName.clear();
+    throw EQuilletError(SysMessage("Cannot write file", FFileName, err), FFileName);
   }
+  FTempName.clear();
 }
 
 }  // namespace quillet

@@ -408,6 +408,7 @@ TPDFFontEntry TPDFFontManager::LoadEntry(const std::string& Name, bool Bold, boo
   std::unique_ptr<TPDFFont> font;
   std::string problem;
   const std::string path = ResolveFontFile(Name, Bold, Italic, FFontDirs);
+  std::string used = path;
   if (path.empty()) {
     problem = "not found";
   } else {
@@ -424,6 +425,7 @@ TPDFFontEntry TPDFFontManager::LoadEntry(const std::string& Name, bool Bold, boo
     if (fallback.empty())
       throw EQuilletError("No font file found for \"" + Name + "\" nor for its stand-in \"Arial\"");
     font = TPDFFont::LoadFromFile(fallback, "Arial", false, false);
+    used = fallback;
     // Asking for the stand-in itself and getting what the system offers for it (a metric twin)
     // is no substitution worth a warning.
     const bool standInItself = Utf8Lower(Name) == "arial" && !Bold && !Italic;
@@ -434,7 +436,8 @@ TPDFFontEntry TPDFFontManager::LoadEntry(const std::string& Name, bool Bold, boo
 
   TPDFFontEntry entry;
   entry.ResName = "/F" + std::to_string(FCounter);
-  entry.ObjNum = FWriter.AllocObj();
+  entry.ObjNum = FWriter ? FWriter->AllocObj() : 0;
+  entry.FileName = std::move(used);
   font->SetObjNum(entry.ObjNum);
   ++FCounter;
   entry.Font = std::move(font);
@@ -444,7 +447,8 @@ TPDFFontEntry TPDFFontManager::LoadEntry(const std::string& Name, bool Bold, boo
 void TPDFFontManager::EmitAll() {
   if (FEmitted) return;
   FEmitted = true;
-  for (const auto& [key, entry] : FEntries) entry.Font->EmitTo(FWriter);
+  if (!FWriter) return;
+  for (const auto& [key, entry] : FEntries) entry.Font->EmitTo(*FWriter);
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -41,12 +41,16 @@ struct TPDFFontEntry {
   std::unique_ptr<TPDFFont> Font;
   std::string ResName;  // "/F0", "/F1", ...
   int32_t ObjNum = 0;   // reserved for the Type0 font dictionary
+  std::string FileName;  // the font file the face was read from
 };
 
 class TPDFFontManager {
  public:
   // The writer is not owned and must outlive the manager.
-  explicit TPDFFontManager(TPDFVectorWriter& AWriter) : FWriter(AWriter) {}
+  explicit TPDFFontManager(TPDFVectorWriter& AWriter) : FWriter(&AWriter) {}
+  // A manager that only measures and lays out text (the screen canvas): fonts get no object
+  // numbers and EmitAll writes nothing.
+  TPDFFontManager() = default;
   TPDFFontManager(const TPDFFontManager&) = delete;
   TPDFFontManager& operator=(const TPDFFontManager&) = delete;
 
@@ -79,7 +83,7 @@ class TPDFFontManager {
   // Finds, loads and numbers the font for a request not seen before.
   TPDFFontEntry LoadEntry(const std::string& Name, bool Bold, bool Italic);
 
-  TPDFVectorWriter& FWriter;
+  TPDFVectorWriter* FWriter = nullptr;
   std::map<std::string, TPDFFontEntry> FEntries;
   int32_t FCounter = 0;
   bool FEmitted = false;

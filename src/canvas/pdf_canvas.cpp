@@ -5,6 +5,7 @@
 
 #include "base/number_format.h"
 #include "canvas/image_codecs.h"
+#include "canvas/text_layout.h"
 
 namespace quillet {
 
@@ -13,16 +14,6 @@ namespace {
 // Bezier constants for quarter ellipses: K = 4(sqrt 2 - 1)/3 and its complement.
 constexpr double kKappa = 0.5522847498307936;
 constexpr double kKappaComplement = 0.4477152501692064;
-
-// Vertical metrics of a font at a size, in points.
-struct TLineMetrics {
-  double Ascent;
-  double Height;
-};
-
-TLineMetrics MetricsOf(const TPDFFont& Font, double Size) {
-  return {Font.AscentScaled() / 1000.0 * Size, (Font.AscentScaled() - Font.DescentScaled()) / 1000.0 * Size};
-}
 
 }  // namespace
 
@@ -322,19 +313,11 @@ void TPdfRptCanvas::DrawText(const std::string& S, const TRectF& R, const TRptFo
     FLastPageFont = &entry;
   }
 
-  const TLineMetrics m = MetricsOf(font, F.Size);
-  const double step = 1.15 * m.Height;
+  const TTextMetrics m = TextMetricsOf(font, F.Size);
   std::vector<std::string> wrapped;
-  if (WordWrap) wrapped = WrapText(font, S, F.Size, static_cast<double>(R.Right - R.Left) - 4);
+  if (WordWrap) wrapped = WrapText(font, S, F.Size, TextWrapWidth(R));
   const size_t lineCount = WordWrap ? wrapped.size() : 1;
-  const double blockHeight = (static_cast<double>(lineCount) - 1) * step + m.Height;
-  const double boxHeight = static_cast<double>(R.Bottom) - R.Top;
-  double top = R.Top;
-  if (VA == rvaCenter) {
-    top = R.Top + (boxHeight - blockHeight) / 2;
-  } else if (VA == rvaBottom) {
-    top = R.Bottom - blockHeight;
-  }
+  const double top = TextBlockTop(R, VA, lineCount, m);
 
   FContent += "q\n";
   EmitRect(R);
@@ -343,17 +326,9 @@ void TPdfRptCanvas::DrawText(const std::string& S, const TRectF& R, const TRptFo
     FHex.clear();
     double advance = 0;
     font.AppendEncodedText(WordWrap ? std::string_view(wrapped[i]) : std::string_view(S), FHex, advance);
-    const double w = advance / 1000.0 * F.Size;
-    double x;
-    if (HA == rhaCenter) {
-      x = R.Left + ((static_cast<double>(R.Right) - R.Left) - w) / 2;
-    } else if (HA == rhaRight) {
-      x = R.Right - 2 - w;
-    } else {
-      x = R.Left + 2.0;
-    }
-    const double baseline = top + m.Ascent + static_cast<double>(i) * step;
-    if (baseline - m.Ascent > R.Bottom) break;
+    const double x = TextLineX(R, HA, advance / 1000.0 * F.Size);
+    const double baseline = TextBaseline(top, m, i);
+    if (TextLineBelowBox(R, baseline, m)) break;
     EmitTextLine(FHex, x, baseline, entry.ResName, F.Size, Color);
   }
   FContent += "Q\n";
@@ -362,16 +337,14 @@ void TPdfRptCanvas::DrawText(const std::string& S, const TRectF& R, const TRptFo
 TSizeF TPdfRptCanvas::MeasureText(const std::string& S, const TRptFont& F) {
   if (S.empty()) return {0, 1.2f * F.Size};
   TPDFFont& font = *FFontMgr->GetFontEntry(F.Name, F.Bold, F.Italic).Font;
-  const TLineMetrics m = MetricsOf(font, F.Size);
-  return {static_cast<float>(font.TextWidth1000(S) / 1000.0 * F.Size), static_cast<float>(m.Height)};
+  return {static_cast<float>(font.TextWidth1000(S) / 1000.0 * F.Size),
+          static_cast<float>(TextMetricsOf(font, F.Size).Height)};
 }
 
 float TPdfRptCanvas::MeasureWrappedHeight(const std::string& S, float W, const TRptFont& F) {
   if (S.empty()) return 1.2f * F.Size;
   TPDFFont& font = *FFontMgr->GetFontEntry(F.Name, F.Bold, F.Italic).Font;
-  const TLineMetrics m = MetricsOf(font, F.Size);
-  const size_t lines = WrapText(font, S, F.Size, W).size();
-  return static_cast<float>((static_cast<double>(lines) - 1) * 1.15 * m.Height + m.Height);
+  return static_cast<float>(TextBlockHeight(TextMetricsOf(font, F.Size), WrapText(font, S, F.Size, W).size()));
 }
 
 // ---- images ------------------------------------------------------------------------------------

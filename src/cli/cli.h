@@ -1,6 +1,7 @@
 // The quillet program: shared pieces of its commands.
 #pragma once
 
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -26,6 +27,7 @@ int RunSelfTest(const TArgs& Args);
 
 namespace quillet {
 class TReportPage;
+class TReportEngine;
 }
 
 namespace quillet::cli {
@@ -34,6 +36,23 @@ namespace quillet::cli {
 std::string DescribeReport(const TReportPage& Page);
 // The traps `check` points out after the listing, one "warning: ..." line each.
 std::string ReportWarnings(const TReportPage& Page);
+
+// The screen half of render: pages painted by the screen canvas, written as PREFIX-N.png files
+// (N the page number across all reports, padded to the digits of the total) or one raster PDF.
+// Each page is written as soon as it is painted; a failed or interrupted run removes everything
+// it wrote. Creates the Qt application (offscreen when there is no display).
+struct TScreenRender {
+  std::vector<std::string> Reports;
+  std::string Out;  // PREFIX for PNG, the file for a raster PDF
+  bool Png = true;
+  int Dpi = 96;
+  std::function<void(const std::string& Text, bool Force)> Progress;
+};
+struct TScreenResult {
+  int Pages = 0;
+  std::string Written;  // for the summary: "PREFIX-1.png .. PREFIX-9.png" or the PDF
+};
+TScreenResult RenderScreenPages(TReportEngine& Engine, const TScreenRender& Options);
 
 // Splits "NAME=VALUE"; throws EUsageError naming Option when there is no "=" or no name.
 std::pair<std::string, std::string> SplitAssignment(const std::string& Option, const std::string& Text);

@@ -1,5 +1,6 @@
 // quillet render: runs one or several report definitions over data sets named on the command
-// line and writes one PDF. The command owns the data sets; the engine only borrows them.
+// line and writes one PDF, or the pages painted on screen as PNG files or a raster PDF. The
+// command owns the data sets; the engine only borrows them.
 #include <signal.h>
 #include <unistd.h>
 
@@ -48,6 +49,8 @@ struct TRenderOptions {
   std::vector<std::pair<std::string, std::string>> Vars;
   std::vector<std::string> FontDirs;
   int Compression = -1;  // -1: the engine's default
+  std::string Format = "pdf";  // pdf, png or raster
+  int Dpi = 0;                 // 0: not given (96 for png and raster)
 };
 
 bool EndsWithNoCase(const std::string& S, const std::string& Suffix) {
@@ -146,6 +149,16 @@ TRenderOptions ParseOptions(const TArgs& Args) {
         level = std::stoi(v);
       if (level < 0 || level > 12) throw EUsageError("--compression expects a level from 0 to 12, got \"" + v + "\"");
       o.Compression = level;
+    } else if (a == "--format") {
+      o.Format = next();
+      if (o.Format != "pdf" && o.Format != "png" && o.Format != "raster")
+        throw EUsageError("--format expects pdf, png or raster, got \"" + o.Format + "\"");
+    } else if (a == "--dpi") {
+      const std::string v = next();
+      int dpi = 0;
+      if (!v.empty() && v.size() <= 4 && v.find_first_not_of("0123456789") == std::string::npos) dpi = std::stoi(v);
+      if (dpi < 10 || dpi > 2400) throw EUsageError("--dpi expects a resolution from 10 to 2400, got \"" + v + "\"");
+      o.Dpi = dpi;
     } else if (a.size() > 1 && a[0] == '-') {
       throw EUsageError("unknown option \"" + Args[i] + "\"");
     } else {
@@ -153,7 +166,12 @@ TRenderOptions ParseOptions(const TArgs& Args) {
     }
   }
   if (o.Reports.empty()) throw EUsageError("render needs at least one REPORT.qdr");
-  if (!haveOut) throw EUsageError("render needs -o OUT.pdf");
+  if (!haveOut) throw EUsageError(o.Format == "png" ? "render needs -o PREFIX" : "render needs -o OUT.pdf");
+  if (o.Format == "pdf" && o.Dpi != 0) throw EUsageError("--dpi applies to --format png and raster only");
+  if (o.Format != "pdf" && o.Compression >= 0) throw EUsageError("--compression applies to --format pdf only");
+#ifndef QUILLET_WITH_QT
+  if (o.Format != "pdf") throw EUsageError("--format " + o.Format + " needs a build with the Qt module");
+#endif
   // A slip of the keyboard must not replace a report or its data with the PDF.
   std::vector<std::string> inputs = o.Reports;
   for (const TDataOption& d : o.Data)
@@ -364,11 +382,25 @@ int RunRender(const TArgs& Args) {
   };
   progress.Show("counting pages...", true);
 
+  std::string written = opt.OutFile;
   try {
-    if (several)
+    if (opt.Format != "pdf") {
+#ifdef QUILLET_WITH_QT
+      TScreenRender screen;
+      screen.Reports = opt.Reports;
+      screen.Out = opt.OutFile;
+      screen.Png = opt.Format == "png";
+      screen.Dpi = opt.Dpi > 0 ? opt.Dpi : 96;
+      screen.Progress = [&](const std::string& Text, bool Force) { progress.Show(Text, Force); };
+      const TScreenResult result = RenderScreenPages(engine, screen);
+      pages = result.Pages;
+      written = result.Written;
+#endif
+    } else if (several) {
       engine.ExportPDF(opt.Reports, opt.OutFile);
-    else
+    } else {
       engine.ExportPDF(opt.Reports.front(), opt.OutFile);
+    }
   } catch (const EReportCancelled&) {
     return interrupted();
   } catch (const std::bad_alloc&) {
@@ -384,8 +416,13 @@ int RunRender(const TArgs& Args) {
 
   for (const std::string& w : engine.Warnings()) std::fprintf(stderr, "quillet: warning: %s\n", w.c_str());
   std::error_code ec;
-  const uintmax_t size = std::filesystem::file_size(opt.OutFile, ec);
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+  if (opt.Format == "png") {
+    std::fprintf(stderr, "quillet: wrote %s: %d page%s, %s s\n", written.c_str(), pages, pages == 1 ? "" : "s",
+                 Fixed(seconds, 2).c_str());
+    return 0;
+  }
+  const uintmax_t size = std::filesystem::file_size(opt.OutFile, ec);
   std::fprintf(stderr, "quillet: wrote %s: %d page%s, %s, %s s\n", opt.OutFile.c_str(), pages, pages == 1 ? "" : "s",
                ec ? "size unknown" : SizeText(size).c_str(), Fixed(seconds, 2).c_str());
   return 0;

@@ -134,6 +134,10 @@ class TReportEngine : public TComponent {
   // Tolerated damage of the last PDF export (substituted fonts, damaged glyphs, subreports that
   // include themselves), at most 100 lines.
   const std::vector<std::string>& Warnings() const noexcept { return FWarnings; }
+  // Adds a line to Warnings (drivers in other modules report their canvas's substitutions here),
+  // up to the cap; ClearWarnings starts an operation's list.
+  void AddWarning(const std::string& Text);
+  void ClearWarnings() { FWarnings.clear(); }
   // How many subreports may expand beneath one drawing of one band of the outer report, counted
   // over all depths; past it the run stops with "Subreport nesting too large in FILE".
   int64_t SubreportExpansionLimit() const noexcept { return FSubreportExpansionLimit; }
@@ -286,7 +290,6 @@ class TReportEngine : public TComponent {
   // when the outer band's expansions pass the limit.
   TReportPage* EnterSubreport(const TReportElement& El, std::string& Key);
   void LeaveSubreport();
-  void AddWarning(const std::string& Text);
   // The image file El names: as given when rooted, else in the user's documents folder, else
   // beside the report file; "" when missing.
   std::string LocateImage(const TReportElement& El) const;

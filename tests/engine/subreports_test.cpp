@@ -216,8 +216,12 @@ TEST(FlowingSubreport, PageBandsStayInPlaceAndOffsetsAddOnce) {
     EXPECT_EQ(X, 20) << "page footer of page " << P;
   }
   for (const TCall& C : Canvas->OfKind(TKind::DrawText)) {
-    if (C.Text.rfind("R", 0) == 0) EXPECT_EQ(C.Rect.Left, 120) << C.Text;
-    if (C.Text == "INNER") EXPECT_EQ(C.Rect.Left, 170);
+    if (C.Text.rfind("R", 0) == 0) {
+      EXPECT_EQ(C.Rect.Left, 120) << C.Text;
+    }
+    if (C.Text == "INNER") {
+      EXPECT_EQ(C.Rect.Left, 170);
+    }
   }
   EXPECT_EQ(Canvas->CountText("INNER"), 30);
 }
