@@ -21,13 +21,25 @@ foreach(folder base reportdef expr data engine canvas symbols registration)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/${folder}/
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quillet/${folder}
     FILES_MATCHING PATTERN "*.h"
-    # Qt-only folders (the screen canvas) belong to the Qt module's install.
-    PATTERN "screen" EXCLUDE)
+    # Qt-only folders belong to the Qt module's install.
+    PATTERN "screen" EXCLUDE PATTERN "ui" EXCLUDE)
 endforeach()
 
 install(EXPORT QuilletTargets NAMESPACE Quillet:: DESTINATION ${QUILLET_CMAKE_DIR})
 install(EXPORT QuilletStaticTargets NAMESPACE Quillet:: DESTINATION ${QUILLET_CMAKE_DIR})
-# Quillet::qt joins here as its own export set (QuilletQtTargets) once the Qt module exists.
+
+# The Qt module, Quillet::qt (libquillet-qt on libquillet and Qt 6), as its own export set, so a
+# server that makes PDFs only never needs Qt to find the package.
+if(QUILLET_WITH_QT)
+  install(TARGETS quillet_qt EXPORT QuilletQtTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_COMPONENT Development
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  foreach(folder screen ui)
+    install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/${folder}/
+      DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quillet/${folder} FILES_MATCHING PATTERN "*.h")
+  endforeach()
+  install(EXPORT QuilletQtTargets NAMESPACE Quillet:: DESTINATION ${QUILLET_CMAKE_DIR})
+endif()
 
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/QuilletConfig.cmake.in
   ${PROJECT_BINARY_DIR}/QuilletConfig.cmake
@@ -44,3 +56,7 @@ file(RELATIVE_PATH QUILLET_PC_TO_PREFIX "/p/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "
 string(REGEX REPLACE "/$" "" QUILLET_PC_TO_PREFIX "${QUILLET_PC_TO_PREFIX}")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/quillet.pc.in ${PROJECT_BINARY_DIR}/quillet.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/quillet.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+if(QUILLET_WITH_QT)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/quillet-qt.pc.in ${PROJECT_BINARY_DIR}/quillet-qt.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/quillet-qt.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endif()

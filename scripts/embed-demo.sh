@@ -4,6 +4,8 @@
 # through the CMake package with the shared library (WORK/embed, writing OUT.pdf, default
 # out/embed.pdf), with the static archive (WORK/embed-static), and with one g++ line through
 # pkg-config. It runs each program and checks that each wrote a PDF showing the report's total.
+# When the build has the Qt module, it also builds examples/embed_qt through
+# find_package(Quillet COMPONENTS qt) and writes page 1 of a report as embed_qt.png beside OUT.pdf.
 # CXX, CXXFLAGS and LDFLAGS, when set, are used for every build of the example.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -56,3 +58,23 @@ ${CXX:-g++} ${CXXFLAGS:-} -o "$embed/embed-pc" examples/embed/main.cpp \
 "$embed/embed-pc" "$embed/embed-pc.pdf" >/dev/null
 check_pdf "$embed/embed-pc.pdf"
 echo "embed-demo: pkg-config build wrote $embed/embed-pc.pdf" >&2
+
+# 4. The Qt module: find_package(Quillet COMPONENTS qt), page 1 of a report as PNG.
+if find "$stage" -name QuilletQtTargets.cmake | grep -q .; then
+  qtdir="$work/embed_qt"
+  rm -rf "$qtdir"
+  cmake -S examples/embed_qt -B "$qtdir" -G Ninja -DCMAKE_PREFIX_PATH="$stage" >/dev/null
+  cmake --build "$qtdir" >/dev/null
+  png="$(dirname "$out")/embed_qt.png"
+  QT_QPA_PLATFORM=offscreen "$qtdir/embed_qt" examples/render/orders.qdr examples/render/orders.csv Orders "$png" >/dev/null
+  [ "$(head -c 4 "$png" | tail -c 3)" = "PNG" ] || fail "$png is not a PNG"
+  echo "embed-demo: find_package(Quillet COMPONENTS qt) build wrote $png" >&2
+  # ... and through pkg-config quillet-qt.
+  # shellcheck disable=SC2046,SC2086
+  ${CXX:-g++} ${CXXFLAGS:-} -o "$qtdir/embed_qt-pc" examples/embed_qt/main.cpp \
+    $(PKG_CONFIG_PATH="$pcdir" pkg-config --cflags --libs quillet-qt) -Wl,-rpath,"$libdir" ${LDFLAGS:-}
+  QT_QPA_PLATFORM=offscreen "$qtdir/embed_qt-pc" examples/render/orders.qdr examples/render/orders.csv Orders \
+    "$qtdir/page1.png" >/dev/null
+  [ "$(head -c 4 "$qtdir/page1.png" | tail -c 3)" = "PNG" ] || fail "$qtdir/page1.png is not a PNG"
+  echo "embed-demo: pkg-config quillet-qt build wrote $qtdir/page1.png" >&2
+fi

@@ -10,6 +10,7 @@
 #include <QString>
 
 #include <algorithm>
+#include <cmath>
 #include <mutex>
 #include <unordered_map>
 
@@ -110,7 +111,14 @@ void TFmxRptCanvas::EndPage() {
 
 void TFmxRptCanvas::FillRect(const TRectF& R, TAlphaColor Color) {
   if (!Painting() || IsTranspColor(Color)) return;
-  FCanvas->fillRect(MakeRect(R), ToQColor(Color));
+  // Filled rectangles snap to whole pixels: barcode bars and QR modules that touch must not show
+  // the faint seams antialiased edges leave between them. A rectangle keeps at least one pixel.
+  const QRectF r = MakeRect(R).normalized();
+  if (r.isEmpty()) return;
+  const int left = static_cast<int>(std::lround(r.left())), top = static_cast<int>(std::lround(r.top()));
+  const int right = std::max(left + 1, static_cast<int>(std::lround(r.right())));
+  const int bottom = std::max(top + 1, static_cast<int>(std::lround(r.bottom())));
+  FCanvas->fillRect(QRect(QPoint(left, top), QPoint(right - 1, bottom - 1)), ToQColor(Color));
 }
 
 void TFmxRptCanvas::StrokeRect(const TRectF& R, TAlphaColor Color, float W) {
