@@ -26,7 +26,8 @@ packages=(
   sqlite3
   # tests, sanitizers and fuzzing; fonts and PDF tools the tests check output with
   libgtest-dev clang-14 libclang-rt-14-dev libfreetype-dev qpdf poppler-utils
-  fonts-dejavu-core fonts-dejavu-extra fonts-liberation2 fonts-texgyre
+  fonts-dejavu-core fonts-dejavu-extra fonts-liberation2 fonts-texgyre fonts-crosextra-carlito
+  fonts-crosextra-caladea
 )
 if [ "$bench" -eq 1 ]; then
   packages+=(

@@ -5,6 +5,7 @@
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <filesystem>
 #include <mutex>
 #include <tuple>
@@ -307,22 +308,54 @@ std::string FromRegistry(const std::string& Name, bool Bold, bool Italic) {
 #ifndef _WIN32
 namespace {
 
+// fontconfig's first embeddable face for Name in the style, of any family (for "Arial" a
+// metric-compatible stand-in, for an unknown family the default face of the style).
+TStandInFace FromSystemSubstitute(const std::string& Name, bool Bold, bool Italic) {
+  FcPattern* pat = SystemMatch(Name, Bold, Italic);
+  if (!pat) return {};
+  TStandInFace out;
+  FcResult result = FcResultNoMatch;
+  // The sorted list, not just the best match: the best may be a format that cannot be embedded.
+  if (FcFontSet* set = FcFontSort(nullptr, pat, FcTrue, nullptr, &result)) {
+    for (int i = 0; i < set->nfont && out.File.empty(); ++i) {
+      FcPattern* m = FcFontRenderPrepare(nullptr, pat, set->fonts[i]);
+      if (!m) continue;
+      out.File = EmbeddableFile(m);
+      FcChar8* family = nullptr;
+      if (!out.File.empty() && FcPatternGetString(set->fonts[i], FC_FAMILY, 0, &family) == FcResultMatch)
+        out.Family = reinterpret_cast<const char*>(family);
+      FcPatternDestroy(m);
+    }
+    FcFontSetDestroy(set);
+  }
+  FcPatternDestroy(pat);
+  return out;
+}
+
 // Asking fontconfig costs milliseconds; a process that renders many reports asks once per face.
-// Installed fonts do not change while a report runs, so the answer is kept for the process.
-std::string FromSystemCached(const std::string& Name, bool Bold, bool Italic) {
+// Installed fonts do not change while a report runs, so the answers are kept for the process.
+template <typename TAnswer>
+TAnswer CachedAnswer(char Kind, const std::string& Name, bool Bold, bool Italic,
+                     TAnswer (*Ask)(const std::string&, bool, bool)) {
   static std::mutex mutex;
-  static std::unordered_map<std::string, std::string> answers;
+  static std::unordered_map<std::string, TAnswer> answers;
   std::string key = Name;
-  key += Bold ? "\x01b" : "\x01r";
+  key += '\x01';
+  key += Kind;
+  key += Bold ? 'b' : 'r';
   key += Italic ? 'i' : 'u';
   {
     const std::lock_guard<std::mutex> lock(mutex);
     if (const auto it = answers.find(key); it != answers.end()) return it->second;
   }
-  std::string file = FromSystem(Name, Bold, Italic);
+  TAnswer answer = Ask(Name, Bold, Italic);
   const std::lock_guard<std::mutex> lock(mutex);
-  answers.emplace(std::move(key), file);
-  return file;
+  answers.emplace(std::move(key), answer);
+  return answer;
+}
+
+std::string FromSystemCached(const std::string& Name, bool Bold, bool Italic) {
+  return CachedAnswer<std::string>('f', Name, Bold, Italic, FromSystem);
 }
 
 }  // namespace
@@ -337,42 +370,72 @@ std::string ResolveFontFile(const std::string& Name, bool Bold, bool Italic, con
   if (std::string f = FromFontFolders(Name, Bold, Italic, dirs); !f.empty()) return f;
   if (std::string f = FromSystemCached(Name, Bold, Italic); !f.empty()) return f;
 #endif
+  // Files named after the family: "Name-Bold.otf", "Name.otf", and the folded name ("arial.ttf").
   const char* suffix = Bold && Italic ? "-BoldItalic" : Bold ? "-Bold" : Italic ? "-Italic" : "";
+  std::vector<std::string> stems{Name + suffix};
+  for (const std::string& stem : {FamilyKey(Name) + suffix, Name, FamilyKey(Name)})
+    if (std::find(stems.begin(), stems.end(), stem) == stems.end()) stems.push_back(stem);
   for (const std::string& dir : dirs) {
-    for (const std::string& file : {Name + suffix + ".otf", Name + ".otf"}) {
-      const std::string path = JoinPath(dir, file);
-      if (IsFile(path)) return path;
+    for (const std::string& stem : stems) {
+      for (const char* ext : {".otf", ".ttf"}) {
+        const std::string path = JoinPath(dir, stem + ext);
+        if (IsFile(path)) return path;
+      }
     }
-  }
-  for (const std::string& dir : dirs) {
-    const std::string path = JoinPath(dir, "arial.ttf");
-    if (IsFile(path)) return path;
   }
   return "";
 }
 
-std::string ResolveSubstituteFontFile(const std::string& Name) {
+std::string ResolveSubstituteFontFile(const std::string& Name, bool Bold, bool Italic) {
 #ifdef _WIN32
-  (void)Name;
+  (void)Name, (void)Bold, (void)Italic;
   return "";
 #else
-  FcPattern* pat = SystemMatch(Name, false, false);
-  if (!pat) return "";
-  std::string out;
-  FcResult result = FcResultNoMatch;
-  // The sorted list, not just the best match: the best may be a format that cannot be embedded.
-  if (FcFontSet* set = FcFontSort(nullptr, pat, FcTrue, nullptr, &result)) {
-    for (int i = 0; i < set->nfont && out.empty(); ++i) {
-      FcPattern* m = FcFontRenderPrepare(nullptr, pat, set->fonts[i]);
-      if (!m) continue;
-      out = EmbeddableFile(m);
-      FcPatternDestroy(m);
-    }
-    FcFontSetDestroy(set);
-  }
-  FcPatternDestroy(pat);
-  return out;
+  return CachedAnswer<TStandInFace>('s', Name, Bold, Italic, FromSystemSubstitute).File;
 #endif
+}
+
+namespace {
+
+// Families whose faces have the advance widths of another family that is free to install.
+const std::pair<const char*, const char*> kMetricTwins[] = {
+    {"arial", "Liberation Sans"},   {"helvetica", "Liberation Sans"}, {"timesnewroman", "Liberation Serif"},
+    {"couriernew", "Liberation Mono"}, {"calibri", "Carlito"},        {"cambria", "Caladea"},
+};
+
+std::string MetricTwinOf(const std::string& Family) {
+  const std::string key = FamilyKey(Family);
+  for (const auto& [from, to] : kMetricTwins)
+    if (key == from) return to;
+  return "";
+}
+
+}  // namespace
+
+bool AreMetricTwins(const std::string& A, const std::string& B) {
+  const std::string a = FamilyKey(A), b = FamilyKey(B);
+  if (a == b) return true;
+  const std::string twinA = FamilyKey(MetricTwinOf(A)), twinB = FamilyKey(MetricTwinOf(B));
+  return twinA == b || twinB == a || (!twinA.empty() && twinA == twinB);
+}
+
+std::vector<TStandInFace> ResolveStandInFontFiles(const std::string& Name, bool Bold, bool Italic,
+                                                  const std::vector<std::string>& FontDirs) {
+  std::vector<TStandInFace> faces;
+  auto add = [&faces](TStandInFace Face) {
+    if (Face.File.empty()) return;
+    for (const TStandInFace& f : faces)
+      if (f.File == Face.File) return;
+    faces.push_back(std::move(Face));
+  };
+  if (const std::string twin = MetricTwinOf(Name); !twin.empty())
+    add({ResolveFontFile(twin, Bold, Italic, FontDirs), twin});
+#ifndef _WIN32
+  add(CachedAnswer<TStandInFace>('s', Name, Bold, Italic, FromSystemSubstitute));
+#endif
+  // Where fontconfig has nothing to offer (Windows), Arial.
+  add({ResolveFontFile("Arial", Bold, Italic, FontDirs), "Arial"});
+  return faces;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -404,43 +467,53 @@ const TPDFFontEntry& TPDFFontManager::GetFontEntry(const std::string& Name, bool
   return it->second;
 }
 
+void TPDFFontManager::AddWarning(std::string Text) {
+  if (FWarnings.size() < kMaxWarnings) FWarnings.push_back(std::move(Text));
+}
+
 TPDFFontEntry TPDFFontManager::LoadEntry(const std::string& Name, bool Bold, bool Italic) {
-  std::unique_ptr<TPDFFont> font;
+  TPDFFontEntry entry;
   std::string problem;
   const std::string path = ResolveFontFile(Name, Bold, Italic, FFontDirs);
-  std::string used = path;
   if (path.empty()) {
     problem = "not found";
   } else {
     try {
-      font = TPDFFont::LoadFromFile(path, Name, Bold, Italic);
+      entry.Font = TPDFFont::LoadFromFile(path, Name, Bold, Italic);
+      entry.FileName = path;
     } catch (const std::exception& e) {
       problem = std::string(e.what()) + " (" + path + ")";
     }
   }
-  if (!font) {
-    // A report must still print: the family becomes Arial, or what the system offers for it.
-    std::string fallback = ResolveFontFile("Arial", false, false, FFontDirs);
-    if (fallback.empty()) fallback = ResolveSubstituteFontFile("Arial");
-    if (fallback.empty())
+  if (!entry.Font) {
+    // A report must still print, in the style it asks for: the family's metric twin, what
+    // fontconfig offers for the family, or Arial. Only a face of other widths, or a damaged file, is
+    // worth a warning.
+    std::exception_ptr failure;
+    std::string family;
+    for (const TStandInFace& face : ResolveStandInFontFiles(Name, Bold, Italic, FFontDirs)) {
+      if (face.File == path) continue;  // the file that just failed
+      try {
+        entry.Font = TPDFFont::LoadFromFile(face.File, face.Family, Bold, Italic);
+        entry.FileName = face.File;
+        family = face.Family;
+        break;
+      } catch (const EQuilletError&) {
+        failure = std::current_exception();
+      }
+    }
+    if (!entry.Font && failure) std::rethrow_exception(failure);
+    if (!entry.Font)
       throw EQuilletError("No font file found for \"" + Name + "\" nor for its stand-in \"Arial\"");
-    font = TPDFFont::LoadFromFile(fallback, "Arial", false, false);
-    used = fallback;
-    // Asking for the stand-in itself and getting what the system offers for it (a metric twin)
-    // is no substitution worth a warning.
-    const bool standInItself = Utf8Lower(Name) == "arial" && !Bold && !Italic;
-    if (!standInItself && FWarnings.size() < kMaxWarnings)
-      FWarnings.push_back("Font \"" + Name + "\"" + (Bold ? " bold" : "") + (Italic ? " italic" : "") + ": " +
-                          problem + "; using " + fallback);
+    if (!path.empty() || !AreMetricTwins(Name, family))
+      AddWarning("Font \"" + Name + "\"" + (Bold ? " bold" : "") + (Italic ? " italic" : "") + ": " + problem +
+                 "; using " + entry.FileName);
   }
 
-  TPDFFontEntry entry;
   entry.ResName = "/F" + std::to_string(FCounter);
   entry.ObjNum = FWriter ? FWriter->AllocObj() : 0;
-  entry.FileName = std::move(used);
-  font->SetObjNum(entry.ObjNum);
+  entry.Font->SetObjNum(entry.ObjNum);
   ++FCounter;
-  entry.Font = std::move(font);
   return entry;
 }
 
@@ -448,7 +521,14 @@ void TPDFFontManager::EmitAll() {
   if (FEmitted) return;
   FEmitted = true;
   if (!FWriter) return;
-  for (const auto& [key, entry] : FEntries) entry.Font->EmitTo(*FWriter);
+  for (const auto& [key, entry] : FEntries) {
+    const std::vector<uint16_t> damaged = entry.Font->EmitTo(*FWriter);
+    if (damaged.empty()) continue;
+    std::string ids;
+    for (size_t i = 0; i < damaged.size() && i < 10; ++i) ids += (i ? ", " : "") + std::to_string(damaged[i]);
+    if (damaged.size() > 10) ids += ", ...";
+    AddWarning("Font file " + entry.FileName + ": damaged glyphs left empty (glyph ids " + ids + ")");
+  }
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -509,15 +589,16 @@ std::string ToUnicodeCMap(const TPDFFont& Font, const std::vector<uint16_t>& Gid
 
 }  // namespace
 
-void TPDFFont::EmitTo(TPDFVectorWriter& Writer) const {
+std::vector<uint16_t> TPDFFont::EmitTo(TPDFVectorWriter& Writer) const {
   const std::vector<uint16_t> gids = UsedGlyphs();
   const std::string name = PdfName(EmbeddedFontName());
 
   int32_t program = 0;
+  std::vector<uint16_t> damaged;
   if (FIsCFF) {
     program = Writer.AddStreamObjectFlate("/Subtype /OpenType", std::span<const uint8_t>(*FData));
   } else {
-    const std::vector<uint8_t> subset = BuildSubset();
+    const std::vector<uint8_t> subset = BuildSubset(&damaged);
     program = Writer.AddStreamObjectFlate("/Length1 " + std::to_string(subset.size()), std::span<const uint8_t>(subset));
   }
 
@@ -546,6 +627,7 @@ void TPDFFont::EmitTo(TPDFVectorWriter& Writer) const {
   Writer.WriteRawObjectAt(FObjNum, "<< /Type /Font /Subtype /Type0 /BaseFont /" + name +
                                        " /Encoding /Identity-H /DescendantFonts [" + std::to_string(cidFont) +
                                        " 0 R] /ToUnicode " + std::to_string(toUnicode) + " 0 R >>");
+  return damaged;
 }
 
 }  // namespace quillet

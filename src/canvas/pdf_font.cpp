@@ -52,8 +52,73 @@ constexpr uint8_t kHaveScale = 0x08;
 constexpr uint8_t kMoreComponents = 0x20;
 constexpr uint8_t kHaveXYScale = 0x40;
 constexpr uint8_t kHaveTwoByTwo = 0x80;
+constexpr uint16_t kHaveInstructions = 0x100;
+// Simple glyph point flags.
+constexpr uint8_t kXShort = 0x02;
+constexpr uint8_t kYShort = 0x04;
+constexpr uint8_t kRepeatFlag = 0x08;
+constexpr uint8_t kXSameOrPositive = 0x10;
+constexpr uint8_t kYSameOrPositive = 0x20;
 // Real fonts nest composites two or three deep; deeper chains are not followed.
 constexpr int kMaxCompositeDepth = 32;
+
+
+// Reads one glyph's data as a renderer would and tells whether it holds together: a simple glyph's
+// contour ends (ascending), instructions, flags and coordinates, or a composite's component records
+// (each naming a glyph below NumGlyphs) and instructions, all within its Len bytes. Appends a
+// composite's component glyph ids to Components. Empty data is a glyph without outline.
+bool ReadGlyph(const uint8_t* P, uint64_t Len, int32_t NumGlyphs, std::vector<uint16_t>& Components) {
+  if (Len == 0) return true;
+  const TByteReader g(P, static_cast<size_t>(Len));
+  if (!g.InRange(0, 10)) return false;
+  const int16_t contours = g.S16(0);
+  uint64_t pos = 10;
+  if (contours < 0) {
+    uint16_t flags = 0;
+    do {
+      if (!g.InRange(pos, 4)) return false;
+      flags = g.U16(pos);
+      const uint16_t component = g.U16(pos + 2);
+      if (component >= NumGlyphs) return false;
+      Components.push_back(component);
+      pos += 4 + ((flags & kArgsAreWords) ? 4 : 2);
+      if (flags & kHaveScale) pos += 2;
+      else if (flags & kHaveXYScale) pos += 4;
+      else if (flags & kHaveTwoByTwo) pos += 8;
+    } while (flags & kMoreComponents);
+    if (flags & kHaveInstructions) {
+      if (!g.InRange(pos, 2)) return false;
+      pos += 2 + uint64_t{g.U16(pos)};
+    }
+    return pos <= Len;
+  }
+  uint64_t points = 0;
+  for (int i = 0; i < contours; ++i, pos += 2) {
+    if (!g.InRange(pos, 2)) return false;
+    const uint64_t end = g.U16(pos);
+    if (i > 0 && end < points) return false;  // contour ends must ascend
+    points = end + 1;
+  }
+  if (!g.InRange(pos, 2)) return false;
+  pos += 2 + uint64_t{g.U16(pos)};  // instructions
+  // Flags (with repeats), then the bytes each point's x and y take.
+  uint64_t coordinates = 0;
+  for (uint64_t p = 0; p < points;) {
+    if (!g.InRange(pos, 1)) return false;
+    const uint8_t flag = g.U8(pos++);
+    uint64_t times = 1;
+    if (flag & kRepeatFlag) {
+      if (!g.InRange(pos, 1)) return false;
+      times += g.U8(pos++);
+    }
+    if (times > points - p) return false;
+    const uint64_t x = (flag & kXShort) ? 1 : (flag & kXSameOrPositive) ? 0 : 2;
+    const uint64_t y = (flag & kYShort) ? 1 : (flag & kYSameOrPositive) ? 0 : 2;
+    coordinates += times * (x + y);
+    p += times;
+  }
+  return pos <= Len && coordinates <= Len - pos;
+}
 
 }  // namespace
 
@@ -74,9 +139,9 @@ TPDFFont::TPDFFont(TFontBytes AFontData, const std::string& ABaseFont, bool ABol
 
   const TTableRef head = FindTable("head");
   if (!head.Found) throw EQuilletError("Font: head tablosu yok");
+  RequireWhole("head", head, 54);  // the subset patches offsets 8 and 50
   {
     const TByteReader t = TableReader("head", head);
-    t.Need(0, 54);  // the subset patches offsets 8 and 50
     FUnitsPerEm = t.U16(18);
     if (FUnitsPerEm == 0) FUnitsPerEm = 1000;
     FXMin = t.S16(36);
@@ -90,10 +155,12 @@ TPDFFont::TPDFFont(TFontBytes AFontData, const std::string& ABaseFont, bool ABol
 
   const TTableRef maxp = FindTable("maxp");
   if (!maxp.Found) throw EQuilletError("Font: maxp tablosu yok");
+  RequireWhole("maxp", maxp, 6);
   FNumGlyphs = TableReader("maxp", maxp).U16(4);
 
   const TTableRef hhea = FindTable("hhea");
   if (!hhea.Found) throw EQuilletError("Font: hhea tablosu yok");
+  RequireWhole("hhea", hhea, 36);
   {
     const TByteReader t = TableReader("hhea", hhea);
     FAscent = t.S16(4);
@@ -126,7 +193,25 @@ TPDFFont::TPDFFont(TFontBytes AFontData, const std::string& ABaseFont, bool ABol
 
   const TTableRef hmtx = FindTable("hmtx");
   if (!hmtx.Found) throw EQuilletError("Font: hmtx tablosu yok");
+  // Advance and side bearing pairs, then side bearings alone for the remaining glyphs.
+  RequireWhole("hmtx", hmtx, 4 * uint64_t{static_cast<uint32_t>(FNumHMetrics)} +
+                                 2 * uint64_t{static_cast<uint32_t>(std::max(0, FNumGlyphs - FNumHMetrics))});
   FHmtxOff = hmtx.Offset;
+
+  // The outlines the embedded program carries.
+  if (FIsCFF) {
+    TTableRef cff = FindTable("CFF ");
+    if (!cff.Found) cff = FindTable("CFF2");
+    if (!cff.Found) throw EQuilletError("Font: CFF tablosu yok");
+    RequireWhole("CFF", cff, 4);
+  } else {
+    const TTableRef loca = FindTable("loca"), glyf = FindTable("glyf");
+    if (!loca.Found) throw EQuilletError("Font: loca tablosu yok");
+    if (!glyf.Found) throw EQuilletError("Font: glyf tablosu yok");
+    const bool longLoca = TableReader("head", head).S16(50) == 1;
+    RequireWhole("loca", loca, (uint64_t{static_cast<uint32_t>(FNumGlyphs)} + 1) * (longLoca ? 4 : 2));
+    RequireWhole("glyf", glyf, 0);
+  }
 
   std::erase(FBaseFont, ' ');
   if (FBaseFont.empty()) FBaseFont = "EmbeddedFont";
@@ -158,6 +243,12 @@ TPDFFont::TTableRef TPDFFont::FindTable(const char* TagName) const {
     if (FFile.U32(entry) == want) return TTableRef{true, FFile.U32(entry + 8), FFile.U32(entry + 12)};
   }
   return {};
+}
+
+void TPDFFont::RequireWhole(const char* TagName, const TTableRef& T, uint64_t MinLength) const {
+  if (!FFile.InRange(T.Offset, T.Length) || T.Length < MinLength)
+    throw EQuilletError(std::string("Gecersiz font: ") + TagName + " tablosu bozuk", std::string(),
+                        static_cast<int64_t>(T.Offset));
 }
 
 TByteReader TPDFFont::TableReader(const char* TagName, const TTableRef& T) const {
@@ -203,6 +294,7 @@ void TPDFFont::ParseName(const TTableRef& T) {
 void TPDFFont::ChooseCmap() {
   const TTableRef cmap = FindTable("cmap");
   if (!cmap.Found) throw EQuilletError("Font: cmap tablosu yok");
+  RequireWhole("cmap", cmap, 4);
   const TByteReader t = TableReader("cmap", cmap);
   const uint16_t count = t.U16Or0(2);
   int best = -1;
@@ -384,35 +476,45 @@ std::string TPDFFont::EmbeddedFontName() const {
   return FIsCFF ? FBaseFont : SubsetTag() + "+" + FBaseFont;
 }
 
-std::vector<uint8_t> TPDFFont::BuildSubset() const {
+std::vector<uint8_t> TPDFFont::BuildSubset(std::vector<uint16_t>* DamagedGlyphs) const {
   const std::vector<uint8_t>& data = *FData;
+  if (DamagedGlyphs) DamagedGlyphs->clear();
   if (FIsCFF) return data;
+  // The constructor made sure these tables exist and lie wholly in the file.
   const TTableRef glyf = FindTable("glyf"), loca = FindTable("loca"), head = FindTable("head"),
                   hhea = FindTable("hhea"), maxp = FindTable("maxp"), hmtx = FindTable("hmtx");
-  if (!glyf.Found || !loca.Found || !head.Found || !hhea.Found || !maxp.Found || !hmtx.Found) return data;
-
   const TByteReader headR = TableReader("head", head);
   const TByteReader glyfR = TableReader("glyf", glyf);
   const TByteReader locaR = TableReader("loca", loca);
   const size_t n = static_cast<size_t>(FNumGlyphs);
 
-  // Glyph offsets, clamped to the glyf bytes that exist. They must not go backwards: overlapping
-  // glyphs would let a small file blow up the subset.
+  // Glyph offsets. A glyph is intact when its bytes lie inside glyf and start no earlier than the end
+  // of the intact glyph before it: intact glyphs never overlap, so a small file cannot blow up the
+  // subset. An entry that runs backwards or points outside glyf damages the glyphs on either side.
   const bool longLoca = headR.S16(50) == 1;
   std::vector<uint32_t> offsets(n + 1);
   for (size_t i = 0; i <= n; ++i) {
-    uint64_t off = longLoca ? locaR.U32(uint64_t{i} * 4) : uint64_t{locaR.U16(uint64_t{i} * 2)} * 2;
-    off = std::min<uint64_t>(off, glyfR.Size());
-    offsets[i] = static_cast<uint32_t>(off);
-    if (i > 0 && offsets[i] < offsets[i - 1]) throw EQuilletError("Gecersiz font: loca tablosu bozuk");
+    offsets[i] = longLoca ? locaR.U32(uint64_t{i} * 4) : uint32_t{locaR.U16(uint64_t{i} * 2)} * 2;
+  }
+  enum : uint8_t { kUnmarked, kMarked, kDamaged };
+  std::vector<uint8_t> state(n, kUnmarked);
+  std::vector<bool> intact(n, false);
+  for (uint64_t g = 0, floor = 0; g < n; ++g) {
+    const uint64_t start = offsets[g], end = offsets[g + 1];
+    if (start >= floor && start <= end && end <= glyfR.Size()) {
+      intact[g] = true;
+      floor = end;
+    }
   }
 
-  // Glyph closure: used glyphs, glyph 0, and every component of a composite, however nested.
-  std::vector<bool> marked(n, false);
+  // Glyph closure: used glyphs, glyph 0, and every component of a composite, however nested. A
+  // glyph that is not intact or cannot be read to its end is damaged and stays empty.
   std::vector<std::pair<uint16_t, int>> work;  // glyph id, nesting depth
+  std::vector<uint16_t> components;            // of the marked composites, glyph by glyph
+  std::vector<std::pair<uint32_t, uint32_t>> componentsOf(n, {0, 0});  // begin, count in components
   auto mark = [&](uint32_t Gid, int Depth) {
-    if (Gid < n && !marked[Gid]) {
-      marked[Gid] = true;
+    if (Gid < n && state[Gid] == kUnmarked) {
+      state[Gid] = kMarked;
       work.emplace_back(static_cast<uint16_t>(Gid), Depth);
     }
   };
@@ -421,18 +523,49 @@ std::vector<uint8_t> TPDFFont::BuildSubset() const {
     if (FUsed[g] != kNotUsed) mark(static_cast<uint32_t>(g), 0);
   for (size_t w = 0; w < work.size(); ++w) {
     const auto [gid, depth] = work[w];
-    const uint64_t start = offsets[gid], end = offsets[gid + 1];
-    if (end - start < 2 || glyfR.S16(start) >= 0 || depth >= kMaxCompositeDepth) continue;
-    uint64_t pos = start + 10;
-    for (;;) {
-      if (pos + 4 > end) break;
-      const uint8_t flags = glyfR.U8(pos + 1);
-      mark(glyfR.U16(pos + 2), depth + 1);
-      pos += 4 + ((flags & kArgsAreWords) ? 4 : 2);
-      if (flags & kHaveScale) pos += 2;
-      else if (flags & kHaveXYScale) pos += 4;
-      else if (flags & kHaveTwoByTwo) pos += 8;
-      if (!(flags & kMoreComponents)) break;
+    const size_t first = components.size();
+    if (!intact[gid] ||
+        !ReadGlyph(glyfR.Data() + offsets[gid], offsets[gid + 1] - offsets[gid], FNumGlyphs, components)) {
+      state[gid] = kDamaged;
+      components.resize(first);
+      continue;
+    }
+    componentsOf[gid] = {static_cast<uint32_t>(first), static_cast<uint32_t>(components.size() - first)};
+    if (depth < kMaxCompositeDepth)
+      for (size_t c = first; c < components.size(); ++c) mark(components[c], depth + 1);
+  }
+
+  // A composite that contains itself, directly or through others, cannot be drawn: every glyph on
+  // such a cycle is damaged. Depth-first walk over the marked composites with an explicit stack.
+  {
+    enum : uint8_t { kNew, kOnStack, kDone };
+    std::vector<uint8_t> visit(n, kNew);
+    std::vector<std::pair<uint16_t, uint32_t>> stack;  // glyph, next component to follow
+    for (const auto& item : work) {
+      const uint16_t root = item.first;
+      if (visit[root] != kNew || componentsOf[root].second == 0) continue;
+      visit[root] = kOnStack;
+      stack.emplace_back(root, 0);
+      while (!stack.empty()) {
+        auto& [gid, next] = stack.back();
+        const auto [begin, count] = componentsOf[gid];
+        if (next == count) {
+          visit[gid] = kDone;
+          stack.pop_back();
+          continue;
+        }
+        const uint16_t child = components[begin + next++];
+        if (child >= n || state[child] == kUnmarked) continue;  // beyond the depth cap
+        if (visit[child] == kNew) {
+          visit[child] = kOnStack;
+          stack.emplace_back(child, 0);
+        } else if (visit[child] == kOnStack) {
+          for (auto it = stack.rbegin(); it != stack.rend(); ++it) {
+            state[it->first] = kDamaged;
+            if (it->first == child) break;
+          }
+        }
+      }
     }
   }
 
@@ -440,8 +573,10 @@ std::vector<uint8_t> TPDFFont::BuildSubset() const {
   newLoca.reserve((n + 1) * 4);
   for (size_t g = 0; g < n; ++g) {
     AppendU32BE(newLoca, static_cast<uint32_t>(newGlyf.size()));
-    if (marked[g])
+    if (state[g] == kMarked)
       newGlyf.insert(newGlyf.end(), glyfR.Data() + offsets[g], glyfR.Data() + offsets[g + 1]);
+    else if (state[g] == kDamaged && DamagedGlyphs)
+      DamagedGlyphs->push_back(static_cast<uint16_t>(g));
   }
   AppendU32BE(newLoca, static_cast<uint32_t>(newGlyf.size()));
 

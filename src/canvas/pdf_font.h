@@ -1,7 +1,8 @@
 // One TrueType or CFF-flavoured OpenType font held in memory for PDF output: metrics, the Unicode
 // character map, text to glyph ids and widths, the record of used glyphs, and the reduced font
-// program that is embedded. Font files are untrusted input: every read is bounds-checked and a
-// damaged file raises EQuilletError, never anything worse.
+// program that is embedded. Font files are untrusted input: every read is bounds-checked. A file
+// without the tables the embedded program needs, or with one of them cut short, raises EQuilletError
+// when it is loaded; damage to single glyphs only leaves those glyphs empty when the subset is built.
 #pragma once
 
 #include <cstdint>
@@ -54,11 +55,15 @@ class TPDFFont {
   double TextWidth1000(std::string_view S);
 
   // The font program to embed: for TrueType outlines only the used glyphs (plus glyph 0 and the
-  // components of composites), with the original glyph numbering; a CFF font whole.
-  std::vector<uint8_t> BuildSubset() const;
+  // components of composites), with the original glyph numbering; a CFF font whole. Never fails on
+  // a loaded font: a glyph of the subset whose data is damaged (loca out of order or outside glyf,
+  // data that cannot be read to its end, a composite that contains itself) is left empty, and its
+  // id goes to DamagedGlyphs when given.
+  std::vector<uint8_t> BuildSubset(std::vector<uint16_t>* DamagedGlyphs = nullptr) const;
 
-  // Writes the font's PDF objects; the Type0 font goes to the number reserved in ObjNum.
-  void EmitTo(TPDFVectorWriter& Writer) const;
+  // Writes the font's PDF objects; the Type0 font goes to the number reserved in ObjNum. Returns
+  // the glyphs the subset left empty because their data is damaged.
+  std::vector<uint16_t> EmitTo(TPDFVectorWriter& Writer) const;
 
   // The used glyph ids in ascending order, and the code point last encoded with one of them.
   std::vector<uint16_t> UsedGlyphs() const;
@@ -99,6 +104,9 @@ class TPDFFont {
     uint64_t Length = 0;  // as the directory says
   };
   TTableRef FindTable(const char* Tag) const;
+  // Raises "Gecersiz font: TAG tablosu bozuk" unless the table lies wholly in the file and holds at
+  // least MinLength bytes.
+  void RequireWhole(const char* TagName, const TTableRef& T, uint64_t MinLength) const;
   // The table's bytes clamped to the file; reads outside them raise "Gecersiz font: TAG tablosu bozuk".
   TByteReader TableReader(const char* Tag, const TTableRef& T) const;
   void ParseName(const TTableRef& T);

@@ -52,7 +52,7 @@ TEST(FontManager, ResolveFontFileOrder) {
   const std::string appLiberation = app.Add(kLiberationDir + "LiberationSans-Regular.ttf", "lib.ttf");
   const std::string appMono = app.Add(kDejaVuDir + "DejaVuSansMono.ttf", "mono.ttf");
   std::ofstream(app.Path / "DejaVu Serif.otf") << "not a font";
-  // Name rules: OpenType files by name, then arial.ttf.
+  // Files named after the family, whatever family they hold.
   const TTempDir named;
   const std::string otfBold = named.Add(kGyreDir + "texgyreheros-bold.otf", "Corporate-Bold.otf");
   const std::string otf = named.Add(kGyreDir + "texgyreheros-regular.otf", "Corporate.otf");
@@ -76,13 +76,19 @@ TEST(FontManager, ResolveFontFileOrder) {
       {"DejaVu Serif", false, false, {app.Str()}, kDejaVuDir + "DejaVuSerif.ttf"},  // system before names
       {"Corporate", true, false, {named.Str()}, otfBold},
       {"Corporate", false, true, {named.Str()}, otf},
-      {"No Such Family", false, false, {app.Str(), named.Str()}, arial},
-      {"No Such Family", false, false, {app.Str()}, ""},
+      {"Arial", false, false, {app.Str(), named.Str()}, arial},
+      {"Arial", true, false, {named.Str()}, arial},  // the family itself, if only regular
+      {"No Such Family", false, false, {app.Str(), named.Str()}, ""},
   };
   for (const auto& c : cases)
     EXPECT_EQ(ResolveFontFile(c.Name, c.Bold, c.Italic, c.Dirs), c.Expected) << c.Name << c.Bold << c.Italic;
   const std::string standIn = ResolveSubstituteFontFile("Arial");
   EXPECT_NO_THROW(TPDFFont::LoadFromFile(standIn, "", false, false)) << standIn;
+  // A metric twin is looked for in the application folders first, in the requested style.
+  const TTempDir twins;
+  const std::string sansBold = twins.Add(kLiberationDir + "LiberationSans-Bold.ttf", "b.ttf");
+  twins.Add(kLiberationDir + "LiberationSans-Regular.ttf", "r.ttf");
+  EXPECT_EQ(ResolveStandInFontFiles("Helvetica", true, false, {twins.Str()}).at(0).File, sansBold);
   oldCache.empty() ? ::unsetenv("XDG_CACHE_HOME") : ::setenv("XDG_CACHE_HOME", oldCache.c_str(), 1);
 }
 
@@ -107,6 +113,9 @@ TEST(FontManager, NamesEntriesAndFallsBack) {
       TPDFFont::LoadFromFile(haveArial ? ResolveFontFile("Arial", false, false) : ResolveSubstituteFontFile("Arial"),
                              "", false, false)
           ->BaseFont();
+  // A family without a metric twin: what fontconfig offers for it.
+  const std::string unknown =
+      TPDFFont::LoadFromFile(ResolveSubstituteFontFile("No Such Family"), "", false, false)->BaseFont();
   const TTempDir dir;
   TPDFVectorWriter writer((dir.Path / "out.pdf").string());
   TPDFFontManager fonts(writer);
@@ -118,7 +127,7 @@ TEST(FontManager, NamesEntriesAndFallsBack) {
   } cases[] = {
       {"DejaVu Sans", false, "/F0", "DejaVuSans"},    {"Arial", false, "/F1", arial},
       {"arial", false, "/F1", arial},                 {"DejaVu Sans", true, "/F2", "DejaVuSans-Bold"},
-      {"No Such Family", false, "/F3", arial},  // its own entry holding the fallback
+      {"No Such Family", false, "/F3", unknown},  // its own entry holding the stand-in
       {"DejaVu Sans", false, "/F0", "DejaVuSans"},
   };
   std::map<std::string, std::pair<TPDFFont*, int32_t>> seen;
