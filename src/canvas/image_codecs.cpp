@@ -1,6 +1,7 @@
 #include "canvas/image_codecs.h"
 
 #include <algorithm>
+#include <cmath>
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
@@ -445,10 +446,59 @@ TRptBitmap LoadImageFile(const std::string& FileName) {
   }
 }
 
+static_assert(MaxJpegSide == JPEG_MAX_DIMENSION);
+
+namespace {
+
+bool PixelsMatchSize(const TRptBitmap& Bmp) {
+  return !Bmp.IsEmpty() && Bmp.Pixels.size() % 4 == 0 &&
+         Bmp.Pixels.size() / 4 == uint64_t(Bmp.Width) * uint64_t(Bmp.Height);
+}
+
+}  // namespace
+
+TRptBitmap ShrinkToFit(const TRptBitmap& Bmp, int32_t MaxSide) {
+  if (!PixelsMatchSize(Bmp)) throw EQuilletError("Cannot scale image: pixel data does not match the bitmap size");
+  if (Bmp.Width <= MaxSide && Bmp.Height <= MaxSide) return Bmp;
+  const uint64_t srcW = uint64_t(Bmp.Width), srcH = uint64_t(Bmp.Height);
+  const double scale = double(MaxSide) / double(std::max(srcW, srcH));
+  const uint64_t w = std::clamp<uint64_t>(uint64_t(std::llround(double(srcW) * scale)), 1, uint64_t(MaxSide));
+  const uint64_t h = std::clamp<uint64_t>(uint64_t(std::llround(double(srcH) * scale)), 1, uint64_t(MaxSide));
+  TRptBitmap out;
+  out.Width = int32_t(w);
+  out.Height = int32_t(h);
+  out.Pixels.resize(size_t(w * h * 4));
+  // New pixel (x, y) covers source columns [x * srcW / w, (x + 1) * srcW / w), rows likewise; as
+  // the image only shrinks, every span holds at least one pixel.
+  std::vector<uint64_t> cols(size_t(w) + 1);
+  for (uint64_t x = 0; x <= w; ++x) cols[x] = x * srcW / w;
+  std::vector<uint64_t> sums(size_t(w) * 3);
+  for (uint64_t y = 0; y < h; ++y) {
+    const uint64_t y0 = y * srcH / h, y1 = (y + 1) * srcH / h;
+    std::fill(sums.begin(), sums.end(), 0);
+    for (uint64_t sy = y0; sy < y1; ++sy) {
+      const uint8_t* row = Bmp.Pixels.data() + sy * srcW * 4;
+      for (uint64_t x = 0; x < w; ++x) {
+        uint64_t* sum = &sums[x * 3];
+        for (uint64_t sx = cols[x]; sx < cols[x + 1]; ++sx) {
+          const uint8_t* p = row + sx * 4;
+          sum[0] += OverWhite(p[0], p[3]), sum[1] += OverWhite(p[1], p[3]), sum[2] += OverWhite(p[2], p[3]);
+        }
+      }
+    }
+    uint8_t* dst = out.Pixels.data() + y * w * 4;
+    for (uint64_t x = 0; x < w; ++x, dst += 4) {
+      const uint64_t count = (cols[x + 1] - cols[x]) * (y1 - y0);
+      for (int c = 0; c < 3; ++c) dst[c] = uint8_t((sums[x * 3 + c] + count / 2) / count);
+      dst[3] = 255;
+    }
+  }
+  return out;
+}
+
 std::vector<uint8_t> EncodeJpeg(const TRptBitmap& Bmp, int Quality) {
   if (Bmp.IsEmpty()) throw EQuilletError("Cannot encode JPEG: the bitmap is empty");
-  if (Bmp.Pixels.size() % 4 != 0 || Bmp.Pixels.size() / 4 != uint64_t(Bmp.Width) * uint64_t(Bmp.Height))
-    throw EQuilletError("Cannot encode JPEG: pixel data does not match the bitmap size");
+  if (!PixelsMatchSize(Bmp)) throw EQuilletError("Cannot encode JPEG: pixel data does not match the bitmap size");
   return TJpegEncoder().Encode(Bmp, std::clamp(Quality, 1, 100));
 }
 

@@ -29,6 +29,15 @@ TRptBitmap DecodeImage(std::span<const uint8_t> Data);
 // Reads and decodes an image file. Failures carry the file name in EQuilletError::FileName().
 TRptBitmap LoadImageFile(const std::string& FileName);
 
+// The largest width or height the JPEG encoder takes, in pixels.
+inline constexpr int32_t MaxJpegSide = 65500;
+
+// Bmp reduced, in proportion, to at most MaxSide pixels a side (each side keeps at least one pixel):
+// each new pixel is the average of the pixels it covers, composited over white, so the result is
+// opaque. A bitmap within the limit comes back as it is. Raises EQuilletError when the pixel data
+// does not match the size.
+TRptBitmap ShrinkToFit(const TRptBitmap& Bmp, int32_t MaxSide);
+
 // Encodes a bitmap as a baseline RGB JPEG (quality clamped to 1..100). Pixels that are not fully
 // opaque are composited over white first, so transparent areas come out white, not black.
 std::vector<uint8_t> EncodeJpeg(const TRptBitmap& Bmp, int Quality = 90);

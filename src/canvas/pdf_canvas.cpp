@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 
+#include "base/error.h"
 #include "base/number_format.h"
 #include "canvas/image_codecs.h"
 #include "canvas/text_layout.h"
@@ -29,6 +31,20 @@ TPdfRptCanvas::TPdfRptCanvas(TPDFVectorWriter& Writer) : FWriter(&Writer) {
 }
 
 TPdfRptCanvas::~TPdfRptCanvas() = default;
+
+std::vector<std::string> TPdfRptCanvas::Warnings() const {
+  std::vector<std::string> all = FFontMgr->Warnings();
+  for (const std::string& w : FWarnings)
+    if (all.size() < TPDFFontManager::kMaxWarnings) all.push_back(w);
+  return all;
+}
+
+void TPdfRptCanvas::AddWarning(std::string Text) {
+  // The same image drawn on every record would otherwise repeat its warning.
+  if (FWarnings.size() < TPDFFontManager::kMaxWarnings &&
+      std::find(FWarnings.begin(), FWarnings.end(), Text) == FWarnings.end())
+    FWarnings.push_back(std::move(Text));
+}
 
 void TPdfRptCanvas::SaveToFile() {
   if (FInPage) EndPage();
@@ -351,10 +367,31 @@ float TPdfRptCanvas::MeasureWrappedHeight(const std::string& S, float W, const T
 
 void TPdfRptCanvas::DrawImage(const TRectF& R, const TRptBitmap& Bmp, TRptImageScale Mode) {
   if (Bmp.IsEmpty()) return;
-  const std::vector<uint8_t> jpeg = EncodeJpeg(Bmp, 90);
+  std::vector<uint8_t> jpeg;
+  int32_t embeddedW = Bmp.Width, embeddedH = Bmp.Height;
+  if (Bmp.Width > MaxJpegSide || Bmp.Height > MaxJpegSide) {
+    // Too large for JPEG: embedded at the largest size JPEG takes, still placed by its own size.
+    const std::string size = std::to_string(Bmp.Width) + " x " + std::to_string(Bmp.Height);
+    try {
+      const TRptBitmap smaller = ShrinkToFit(Bmp, MaxJpegSide);
+      jpeg = EncodeJpeg(smaller, 90);
+      embeddedW = smaller.Width;
+      embeddedH = smaller.Height;
+    } catch (const EQuilletError& e) {
+      AddWarning("Image of " + size + " pixels not drawn: " + e.what());
+      return;
+    } catch (const std::bad_alloc&) {
+      AddWarning("Image of " + size + " pixels not drawn: out of memory");
+      return;
+    }
+    AddWarning("Image of " + size + " pixels scaled down to " + std::to_string(embeddedW) + " x " +
+               std::to_string(embeddedH) + ", the largest JPEG size");
+  } else {
+    jpeg = EncodeJpeg(Bmp, 90);
+  }
   if (jpeg.empty()) return;
-  const std::string dict = "/Type /XObject /Subtype /Image /Width " + std::to_string(Bmp.Width) + " /Height " +
-                           std::to_string(Bmp.Height) +
+  const std::string dict = "/Type /XObject /Subtype /Image /Width " + std::to_string(embeddedW) + " /Height " +
+                           std::to_string(embeddedH) +
                            " /ColorSpace /DeviceRGB /BitsPerComponent 8 /Filter /DCTDecode";
   const int32_t obj = FWriter->AddStreamObject(dict, std::span<const uint8_t>(jpeg));
   const std::string name = "/Im" + std::to_string(++FImgCounter);

@@ -43,6 +43,11 @@ class TPdfRptCanvas : public IRptCanvas {
   float MeasureWrappedHeight(const std::string& S, float W, const TRptFont& F) override;
   void DrawImage(const TRectF& R, const TRptBitmap& Bmp, TRptImageScale Mode) override;
 
+  // What this document tolerated: fonts substituted or with damaged glyphs (the font manager's
+  // warnings), then images scaled down or left out, each text once, at most
+  // TPDFFontManager::kMaxWarnings in all. Font damage is known only once the file is saved.
+  std::vector<std::string> Warnings() const;
+
   // The current page's content so far (for tests and diagnostics).
   const std::string& Content() const { return FContent; }
   bool InPage() const { return FInPage; }
@@ -66,6 +71,7 @@ class TPdfRptCanvas : public IRptCanvas {
   void EmitTextLine(std::string_view Hex, double X, double Y, const std::string& FontName, float Size,
                     TAlphaColor Color);
   std::string ResourcesDict() const;
+  void AddWarning(std::string Text);
 
   std::unique_ptr<TPDFVectorWriter> FOwnedWriter;
   TPDFVectorWriter* FWriter = nullptr;
@@ -85,6 +91,7 @@ class TPdfRptCanvas : public IRptCanvas {
     std::string Text;  // "r g b rg\n" or "r g b RG\n"
   };
   TColorText FLastFill, FLastStroke;
+  std::vector<std::string> FWarnings;
 };
 
 // Developer demonstrations: a page of shapes and colours, a page of aligned, accented and wrapped

@@ -133,7 +133,7 @@ std::shared_ptr<TPdfRptCanvas> TReportEngine::NewPdfCanvas(const std::string& Ou
 
 void TReportEngine::FinishPdf(TPdfRptCanvas& Canvas) {
   Canvas.SaveToFile();
-  for (const std::string& w : Canvas.FontManager().Warnings()) AddWarning(w);
+  for (const std::string& w : Canvas.Warnings()) AddWarning(w);
 }
 
 int32_t TReportEngine::CountAndDraw(TReportPage& Page, const IRptCanvasPtr& Canvas) {

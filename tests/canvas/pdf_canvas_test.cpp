@@ -137,6 +137,40 @@ TEST_F(PdfCanvasTest, ResourcesAndImageNames) {
             std::string::npos);
 }
 
+// An image JPEG cannot hold is shrunk to the largest size it takes; one that cannot even be shrunk
+// is left out. Either way the document is written, with a warning.
+TEST_F(PdfCanvasTest, ImagesTooLargeForJpeg) {
+  auto grey = [](int32_t W, int32_t H) { return TRptBitmap{W, H, std::vector<uint8_t>(size_t(W) * size_t(H) * 4, 90)}; };
+  const struct {
+    TRptBitmap Bmp;
+    std::string Embedded;  // "" when nothing is
+    std::string Warning;   // "" when none
+  } cases[] = {
+      {grey(65500, 2), "/Width 65500 /Height 2 ", ""},
+      {grey(2, 65501), "/Width 2 /Height 65500 ", "Image of 2 x 65501 pixels scaled down to 2 x 65500"},
+      {TRptBitmap{70000, 2, std::vector<uint8_t>(8)}, "", "Image of 70000 x 2 pixels not drawn: Cannot scale image"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::to_string(c.Bmp.Width) + " x " + std::to_string(c.Bmp.Height));
+    TPdfRptCanvas canvas(Path("big.pdf"));
+    canvas.BeginPage(100, 100);
+    canvas.DrawImage(TRectF{0, 0, 40, 20}, c.Bmp, risStretch);
+    canvas.DrawImage(TRectF{0, 40, 40, 60}, c.Bmp, risStretch);  // the same warning once
+    canvas.SaveToFile();
+    ASSERT_EQ(canvas.Warnings().size(), c.Warning.empty() ? 0u : 1u);
+    if (!c.Warning.empty()) {
+      EXPECT_EQ(canvas.Warnings()[0].rfind(c.Warning, 0), 0u) << canvas.Warnings()[0];
+    }
+    std::ifstream in(Path("big.pdf"), std::ios::binary);
+    const std::string pdf((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    EXPECT_EQ(pdf.find("/Subtype /Image") != std::string::npos, !c.Embedded.empty());
+    EXPECT_EQ(c.Embedded.empty() || pdf.find(c.Embedded) != std::string::npos, true) << c.Embedded;
+    int status = -1;
+    test::RunTool("qpdf --check '" + Path("big.pdf") + "' 2>&1", &status);
+    EXPECT_EQ(status, 0);
+  }
+}
+
 // The self-test documents, checked by tools we did not write.
 TEST_F(PdfCanvasTest, SelfTestDocumentsPassOutsideChecks) {
   if (!HaveTool("qpdf") || !HaveTool("pdftotext") || !HaveTool("pdffonts") || !HaveTool("pdftoppm"))

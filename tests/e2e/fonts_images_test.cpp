@@ -1,11 +1,14 @@
-// Fonts through quillet render: missing families keep their style (checked with pdffonts and
-// fontconfig's own answer), and damaged font files still give a PDF that qpdf and poppler accept.
+// Fonts and images through quillet render: missing families keep their style (checked with
+// pdffonts and fontconfig's own answer), and damaged font files and images too large for JPEG
+// still give a PDF that qpdf and poppler accept.
 #include <gtest/gtest.h>
+#include <zlib.h>
 
 #include <functional>
 #include <regex>
 #include <set>
 
+#include "canvas/image_codecs.h"
 #include "canvas/pdf_font.h"
 #include "e2e_support.h"
 
@@ -165,6 +168,86 @@ TEST(Fonts, DamagedFontFilesStillExport) {
     EXPECT_EQ(EmbeddedFonts(pdf), std::multiset<std::string>{
                                       test::RunTool("fc-match -f '%{postscriptname}' 'Quillet Damaged'")});
     EXPECT_NE(PdfText(pdf).find("ABC xyz"), std::string::npos);
+  }
+}
+
+// A PNG of Width x Height RGB pixels, each Rgb(x, y) as 0xRRGGBB, written here with zlib.
+std::string Png(uint32_t Width, uint32_t Height, const std::function<uint32_t(uint32_t, uint32_t)>& Rgb) {
+  std::string raw;
+  raw.reserve((size_t(Width) * 3 + 1) * Height);
+  for (uint32_t y = 0; y < Height; ++y) {
+    raw += '\0';
+    for (uint32_t x = 0; x < Width; ++x) {
+      const uint32_t c = Rgb(x, y);
+      raw += static_cast<char>(c >> 16), raw += static_cast<char>(c >> 8), raw += static_cast<char>(c);
+    }
+  }
+  std::string packed(compressBound(raw.size()), '\0');
+  uLongf packedSize = packed.size();
+  compress(reinterpret_cast<Bytef*>(packed.data()), &packedSize, reinterpret_cast<const Bytef*>(raw.data()), raw.size());
+  packed.resize(packedSize);
+  std::string png = "\x89PNG\r\n\x1a\n";
+  auto chunk = [&png](const std::string& Type, const std::string& Data) {
+    std::string len(4, '\0'), crc(4, '\0');
+    PutU32(len, 0, static_cast<uint32_t>(Data.size()));
+    const std::string body = Type + Data;
+    PutU32(crc, 0, static_cast<uint32_t>(crc32(0, reinterpret_cast<const Bytef*>(body.data()), body.size())));
+    png += len + body + crc;
+  };
+  std::string header(13, '\0');
+  PutU32(header, 0, Width), PutU32(header, 4, Height);
+  header[8] = 8, header[9] = 2;  // 8 bits, RGB
+  chunk("IHDR", header);
+  chunk("IDAT", packed);
+  chunk("IEND", "");
+  return png;
+}
+
+// Images wider or taller than JPEG allows are embedded at the largest size it takes, with a
+// warning, and still show their picture: red in the first half, blue in the second.
+TEST(Images, TooLargeForJpegAreScaledDown) {
+  const struct {
+    uint32_t Width, Height;
+    std::string Listed;  // pdfimages' width and height
+  } cases[] = {{70000, 3, "65500 +3"}, {4, 131000, "2 +65500"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::to_string(c.Width) + " x " + std::to_string(c.Height));
+    test::TTempDir dir;
+    const bool wide = c.Width > c.Height;
+    dir.Write("big.png", Png(c.Width, c.Height, [&](uint32_t X, uint32_t Y) {
+      return (wide ? X < c.Width / 2 : Y < c.Height / 2) ? 0xFF0000u : 0x0000FFu;
+    }));
+    TJson image;
+    image["type"] = "Image";
+    image["name"] = "big";
+    image["left"] = 0, image["top"] = 0, image["width"] = 200, image["height"] = 200;
+    image["imageFile"] = dir.File("big.png");
+    image["imageScale"] = "Stretch";
+    dir.Write("image.qdr", Report({Band("Title", 220, {image})}));
+    const TRun r = RunQuillet({"render", "image.qdr", "-o", "image.pdf"}, dir.Str());
+    ASSERT_EQ(r.Status, 0) << r.Err;
+    EXPECT_EQ(WarningCount(r.Err), 1u) << r.Err;
+    EXPECT_NE(r.Err.find("Image of " + std::to_string(c.Width) + " x " + std::to_string(c.Height) + " pixels scaled"),
+              std::string::npos) << r.Err;
+    const std::string pdf = dir.File("image.pdf");
+    EXPECT_EQ(PdfProblems(pdf, dir.File("raster")), "");
+    const std::string list = test::RunTool("pdfimages -list " + Quote(pdf) + " 2>&1");
+    EXPECT_TRUE(std::regex_search(list, std::regex("image +" + c.Listed + " +rgb +3 +8 +jpeg"))) << list;
+    // The page at 72 dpi: the image covers (30, 30) to (230, 230); look a quarter in from each end.
+    test::RunTool("pdftoppm -r 72 -png -singlefile " + Quote(pdf) + " " + Quote(dir.File("page")));
+    const std::string page = ReadFile(dir.File("page.png"));
+    const TRptBitmap bmp = DecodePng({reinterpret_cast<const uint8_t*>(page.data()), page.size()});
+    auto pixel = [&](int X, int Y) {
+      const uint8_t* p = &bmp.Pixels[(size_t(Y) * size_t(bmp.Width) + size_t(X)) * 4];
+      return (uint32_t(p[0]) << 16) | (uint32_t(p[1]) << 8) | p[2];
+    };
+    auto near = [](uint32_t A, uint32_t B) {
+      for (int s = 0; s < 24; s += 8)
+        if (std::abs(int((A >> s) & 255) - int((B >> s) & 255)) > 24) return false;
+      return true;
+    };
+    EXPECT_TRUE(near(wide ? pixel(80, 130) : pixel(130, 80), 0xFF0000u));
+    EXPECT_TRUE(near(wide ? pixel(180, 130) : pixel(130, 180), 0x0000FFu));
   }
 }
 
