@@ -339,12 +339,12 @@ void TPdfRptCanvas::DrawText(const std::string& S, const TRectF& R, const TRptFo
   EmitRect(R);
   FContent += " re W n\n";
   for (size_t i = 0; i < lineCount; ++i) {
+    const double baseline = TextBaseline(top, m, i);
+    if (TextLineBelowBox(R, baseline, m)) break;  // encoding marks glyphs used: only lines drawn are encoded
     FHex.clear();
     double advance = 0;
     font.AppendEncodedText(WordWrap ? std::string_view(wrapped[i]) : std::string_view(S), FHex, advance);
     const double x = TextLineX(R, HA, advance / 1000.0 * F.Size);
-    const double baseline = TextBaseline(top, m, i);
-    if (TextLineBelowBox(R, baseline, m)) break;
     EmitTextLine(FHex, x, baseline, entry.ResName, F.Size, Color);
   }
   FContent += "Q\n";

@@ -439,12 +439,7 @@ std::string TPDFFont::EncodeText(std::string_view S, double& Advance1000) {
 double TPDFFont::TextWidth1000(std::string_view S) {
   double advance = 0;
   size_t pos = 0;
-  while (pos < S.size()) {
-    const char32_t cp = DecodeUtf8At(S, pos);
-    const uint16_t gid = GidOf(cp);
-    MarkUsed(gid, cp);
-    advance += GidWidth1000(gid);
-  }
+  while (pos < S.size()) advance += GidWidth1000(GidOf(DecodeUtf8At(S, pos)));
   return advance;
 }
 

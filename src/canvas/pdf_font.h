@@ -51,7 +51,7 @@ class TPDFFont {
   std::string EncodeText(std::string_view S, double& Advance1000);
   // As EncodeText, appending to a buffer the caller reuses.
   void AppendEncodedText(std::string_view S, std::string& Hex, double& Advance1000);
-  // The advance alone; measuring marks the glyphs as used too.
+  // The advance alone. Measuring marks nothing: only glyphs that are drawn reach the PDF.
   double TextWidth1000(std::string_view S);
 
   // The font program to embed: for TrueType outlines only the used glyphs (plus glyph 0 and the

@@ -1,6 +1,6 @@
 // Fonts and images through quillet render: missing families keep their style (checked with
-// pdffonts and fontconfig's own answer), and damaged font files and images too large for JPEG
-// still give a PDF that qpdf and poppler accept.
+// pdffonts and fontconfig's own answer), damaged font files and images too large for JPEG still give
+// a PDF that qpdf and poppler accept, and only glyphs that are drawn reach the embedded fonts.
 #include <gtest/gtest.h>
 #include <zlib.h>
 
@@ -168,6 +168,52 @@ TEST(Fonts, DamagedFontFilesStillExport) {
     EXPECT_EQ(EmbeddedFonts(pdf), std::multiset<std::string>{
                                       test::RunTool("fc-match -f '%{postscriptname}' 'Quillet Damaged'")});
     EXPECT_NE(PdfText(pdf).find("ABC xyz"), std::string::npos);
+  }
+}
+
+// The glyph ids in the /W arrays of the file's CID fonts ("GID [WIDTH]" entries), read after qpdf
+// has rewritten the file with every object in plain view.
+std::set<unsigned> WidthEntries(const std::string& Pdf, const std::string& Scratch) {
+  test::RunTool("qpdf --object-streams=disable " + Quote(Pdf) + " " + Quote(Scratch));
+  const std::string plain = ReadFile(Scratch);
+  std::set<unsigned> gids;
+  const std::regex entry(R"((\d+) \[ ?\d+ ?\])");
+  for (size_t at = plain.find("/W ["); at != std::string::npos; at = plain.find("/W [", at + 4)) {
+    const std::string array = plain.substr(at + 4, plain.find(">>", at) - at - 4);
+    for (std::sregex_iterator e(array.begin(), array.end(), entry), end; e != end; ++e)
+      gids.insert(static_cast<unsigned>(std::stoul((*e)[1])));
+  }
+  return gids;
+}
+
+// Glyphs reach the embedded font (widths, ToUnicode, subset) only where they are drawn: not the
+// space at a line break, not the lines that fall below the box.
+TEST(Fonts, OnlyDrawnGlyphsAreEmbedded) {
+  if (!fs::exists(kDejaVuSans)) GTEST_SKIP() << "DejaVu Sans is not installed";
+  auto font = TPDFFont::LoadFromFile(kDejaVuSans, "", false, false);
+  const struct {
+    const char* What;
+    std::string Text;
+    float Width;
+    std::string Drawn;
+  } cases[] = {
+      {"one line", "Alpha Beta", 300, "Alpha Beta"},
+      {"a line per word", "Alpha Beta", 40, "AlphaBeta"},
+      {"lines below the box", "Alpha Beta Gamma", 40, "AlphaBeta"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.What);
+    test::TTempDir dir;
+    TJson label = Label("t", 0, 0, c.Width, c.Text);
+    label["wordWrap"] = true;
+    label["vertAlign"] = "Top";
+    dir.Write("wrap.qdr", Report({Band("Title", 30, {label})}));
+    const TRun r = RunQuillet({"render", "wrap.qdr", "-o", "wrap.pdf"}, dir.Str());
+    ASSERT_EQ(r.Status, 0) << r.Err;
+    std::set<unsigned> expected;
+    for (const char ch : c.Drawn) expected.insert(font->GidOf(static_cast<unsigned char>(ch)));
+    EXPECT_EQ(WidthEntries(dir.File("wrap.pdf"), dir.File("qdf.pdf")), expected);
+    EXPECT_EQ(PdfProblems(dir.File("wrap.pdf"), dir.File("raster")), "");
   }
 }
 
