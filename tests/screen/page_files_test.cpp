@@ -1,0 +1,137 @@
+// quillet render --format png / raster as files: the pages written are the pages the preview
+// paints, and a run that fails or is interrupted leaves none of them behind.
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <QImage>
+
+#include <chrono>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "../e2e/e2e_support.h"
+#include "../engine/engine_test_support.h"
+#include "data/csv_data_set.h"
+#include "screen/screen_drivers.h"
+
+namespace quillet::screentest {
+namespace {
+
+using namespace std::chrono_literals;
+using e2e::RunQuillet;
+namespace fs = std::filesystem;
+
+const std::string kOrdersQdr = QUILLET_SOURCE_DIR "/examples/render/orders.qdr";
+const std::string kOrdersCsv = QUILLET_SOURCE_DIR "/examples/render/orders.csv";
+
+std::vector<std::string> OrdersRun(const std::string& Out, const std::string& Format) {
+  return {"render", kOrdersQdr, "-o", Out, "--format", Format, "--data", "Orders=" + kOrdersCsv, "--var",
+          "Company=Quillet Trading"};
+}
+
+TEST(PageFiles, PngPagesAreThePagesThePreviewPaints) {
+  test::TTempDir dir;
+  const e2e::TRun run = RunQuillet(OrdersRun(dir.File("orders"), "png"));
+  ASSERT_EQ(run.Status, 0) << run.Err;
+
+  // The same report and data in this process, under the clock the program ran with.
+  enginetest::TScopedEnv clock("SOURCE_DATE_EPOCH", e2e::kSourceDateEpoch);
+  TCsvDataSet orders("Orders", kOrdersCsv);
+  orders.Open();
+  TReportEngine engine;
+  engine.SetDataSource("Orders", &orders);
+  engine.SetDataSource(&orders);
+  engine.SetVariable("Company", "Quillet Trading");
+  TReportPage page;
+  page.LoadFromFile(kOrdersQdr);
+  engine.SetReportFile(kOrdersQdr);
+  engine.AutoDiscoverDataSources();
+  engine.InjectSystemVariables();
+  const int32_t n = CountReportPages(engine, page);
+  ASSERT_EQ(n, 2);
+  EXPECT_EQ(dir.Count(), 2u);
+  for (int32_t i = 0; i < n; ++i) {
+    SCOPED_TRACE(i);
+    const QImage file(QString::fromStdString(dir.File("orders-" + std::to_string(i + 1) + ".png")));
+    ASSERT_FALSE(file.isNull());
+    const QImage preview = RenderPreviewPage(engine, page, i, n, 1);
+    EXPECT_TRUE(file.convertToFormat(QImage::Format_RGB32) == preview.convertToFormat(QImage::Format_RGB32));
+  }
+}
+
+TEST(PageFiles, AFailedRunLeavesNoPageBehind) {
+  struct TCase {
+    const char* Name;
+    std::vector<std::string> Blockers;  // folders made before the run, in the way of its files
+    std::vector<std::string> Args;
+    int Status;
+  };
+  // The orders make two pages: a folder named like page 2 stops the run after page 1 is written.
+  const std::vector<TCase> cases = {
+      {"page 2 cannot be written", {"p-2.png"}, OrdersRun("p", "png"), 1},
+      {"no such folder", {}, OrdersRun("missing/p", "png"), 1},
+      {"raster file cannot be written", {"out.pdf"}, OrdersRun("out.pdf", "raster"), 1},
+      {"missing data file",
+       {},
+       {"render", kOrdersQdr, "-o", "p", "--format", "png", "--data", "Orders=nothere.csv"},
+       1},
+      {"compression is for PDF only", {}, [] {
+         auto a = OrdersRun("p", "png");
+         a.insert(a.end(), {"--compression", "3"});
+         return a;
+       }(),
+       2},
+  };
+  for (const TCase& t : cases) {
+    SCOPED_TRACE(t.Name);
+    test::TTempDir dir;
+    for (const std::string& b : t.Blockers) fs::create_directory(dir.Path / b);
+    const e2e::TRun run = RunQuillet(t.Args, dir.Str());
+    EXPECT_EQ(run.Status, t.Status) << run.Err;
+    EXPECT_EQ(dir.Count(), t.Blockers.size()) << "something was left behind";
+  }
+}
+
+// Ctrl-C once the first page file is there: exit status 130 and every page file removed.
+TEST(PageFiles, AnInterruptedRunRemovesThePagesItWrote) {
+  test::TTempDir dir;
+  std::string csv = "id,region,amount\n";
+  for (int i = 1; i <= 20000; ++i)
+    csv += std::to_string(i) + ",R" + std::to_string(i / 500) + "," + std::to_string(i % 997) + ".25\n";
+  dir.Write("big.csv", csv);
+  dir.Write("big.qdr", e2e::Report({
+                           e2e::Band("PageHeader", 20, {e2e::Label("hdr", 0, 0, 300, "Page [PageNo] of [TotalPages]")}),
+                           e2e::Band("MasterData", 14, {e2e::Label("row", 0, 0, 300, "Order [id] [amount]")}, "Orders"),
+                       }));
+  FILE* err = std::tmpfile();
+  ASSERT_NE(err, nullptr);
+  const pid_t pid = e2e::SpawnQuillet({"render", "big.qdr", "-o", "big", "--format", "png", "--data", "Orders=big.csv"},
+                                      dir.Str(), ::fileno(err), ::fileno(err));
+  ASSERT_GE(pid, 0);
+  bool started = false, ended = false;
+  const auto deadline = std::chrono::steady_clock::now() + 120s;
+  while (!started && !ended && std::chrono::steady_clock::now() < deadline) {
+    started = !e2e::FilesEndingWith(dir.Path, ".png").empty();
+    if (!started) {
+      int status = 0;
+      ended = ::waitpid(pid, &status, WNOHANG) == pid;
+      std::this_thread::sleep_for(2ms);
+    }
+  }
+  if (!started && !ended) {
+    ::kill(pid, SIGKILL);
+    e2e::WaitStatus(pid);
+  }
+  ASSERT_TRUE(started) << "no page file appeared";
+  ASSERT_EQ(::kill(pid, SIGINT), 0);
+  const int status = e2e::WaitStatus(pid);
+  std::rewind(err);
+  const std::string text = e2e::ReadFd(::fileno(err));
+  std::fclose(err);
+  EXPECT_EQ(status, 130) << text;
+  EXPECT_EQ(dir.Count(), 2u) << "page files left behind";
+}
+
+}  // namespace
+}  // namespace quillet::screentest

@@ -1,0 +1,106 @@
+// Helpers of the screen tests: small images painted through the screen canvas, and what can be
+// read back from pixels (where a colour is, how much of it there is, where the ink is).
+#pragma once
+
+#include <QImage>
+#include <QPainter>
+#include <QRect>
+
+#include <cmath>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <ostream>
+#include <vector>
+
+#include "screen/fmx_canvas.h"
+
+namespace quillet::screentest {
+
+// A white image with a painter and a canvas on it, set up as the screen drivers set theirs up.
+struct TPaintedImage {
+  TPaintedImage(int W, int H, float Scale, float Gap, float PageW = 200, float PageH = 100)
+      : Image(W, H, QImage::Format_RGB32) {
+    Image.fill(Qt::white);
+    Painter = std::make_unique<QPainter>(&Image);
+    PreparePagePainter(*Painter);
+    Canvas = std::make_unique<TFmxRptCanvas>(Painter.get(), Scale, Gap, PageW, PageH);
+  }
+  // Ends painting; the image is complete afterwards.
+  QImage& Done() {
+    Painter->end();
+    return Image;
+  }
+  QImage Image;
+  std::unique_ptr<QPainter> Painter;
+  std::unique_ptr<TFmxRptCanvas> Canvas;
+};
+
+using TPixelTest = std::function<bool(QRgb)>;
+
+// Mostly this colour: the pixels at least half covered by a fill of C on white.
+inline TPixelTest Near(QRgb C, int Tolerance = 64) {
+  return [C, Tolerance](QRgb P) {
+    return std::abs(qRed(P) - qRed(C)) <= Tolerance && std::abs(qGreen(P) - qGreen(C)) <= Tolerance &&
+           std::abs(qBlue(P) - qBlue(C)) <= Tolerance;
+  };
+}
+
+// Dark ink: text, rules and barcodes, not light fills or half-covered edges of grey frames.
+inline bool IsInk(QRgb P) { return qGray(P) < 160; }
+
+// The smallest rectangle holding every pixel that passes Test (null when none does).
+inline QRect BoxOf(const QImage& Image, const TPixelTest& Test) {
+  QRect box;
+  for (int y = 0; y < Image.height(); ++y) {
+    const QRgb* row = reinterpret_cast<const QRgb*>(Image.constScanLine(y));
+    for (int x = 0; x < Image.width(); ++x)
+      if (Test(row[x])) box |= QRect(x, y, 1, 1);
+  }
+  return box;
+}
+
+inline int CountOf(const QImage& Image, const TPixelTest& Test) {
+  int n = 0;
+  for (int y = 0; y < Image.height(); ++y) {
+    const QRgb* row = reinterpret_cast<const QRgb*>(Image.constScanLine(y));
+    for (int x = 0; x < Image.width(); ++x) n += Test(row[x]);
+  }
+  return n;
+}
+
+// How many pixels of black ink a column holds, antialiased edges counted by their share: a line
+// across the column gives its width.
+inline double DarknessOfColumn(const QImage& Image, int X) {
+  double sum = 0;
+  for (int y = 0; y < Image.height(); ++y) sum += (255.0 - qGray(Image.pixel(X, y))) / 255.0;
+  return sum;
+}
+
+// Both corners within Tolerance pixels.
+inline bool SameBox(const QRect& A, const QRect& B, int Tolerance = 1) {
+  return std::abs(A.left() - B.left()) <= Tolerance && std::abs(A.top() - B.top()) <= Tolerance &&
+         std::abs(A.right() - B.right()) <= Tolerance && std::abs(A.bottom() - B.bottom()) <= Tolerance;
+}
+
+// Rows that hold a pixel darker than Threshold, as runs [first, last]: the text lines and rules
+// of a page. Image is 32 bits per pixel.
+inline std::vector<std::pair<int, int>> InkRows(const QImage& Image, const QRect& Area, int Threshold = 160) {
+  std::vector<std::pair<int, int>> runs;
+  bool in = false;
+  for (int y = Area.top(); y <= Area.bottom(); ++y) {
+    const QRgb* row = reinterpret_cast<const QRgb*>(Image.constScanLine(y));
+    bool ink = false;
+    for (int x = Area.left(); x <= Area.right() && !ink; ++x) ink = qGray(row[x]) < Threshold;
+    if (ink && !in) runs.push_back({y, y});
+    if (ink) runs.back().second = y;
+    in = ink;
+  }
+  return runs;
+}
+
+}  // namespace quillet::screentest
+
+inline void PrintTo(const QRect& R, std::ostream* Os) {
+  *Os << "(" << R.left() << "," << R.top() << ")-(" << R.right() << "," << R.bottom() << ")";
+}
