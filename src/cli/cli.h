@@ -2,6 +2,8 @@
 #pragma once
 
 #include <functional>
+#include <map>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -28,6 +30,7 @@ int RunSelfTest(const TArgs& Args);
 namespace quillet {
 class TReportPage;
 class TReportEngine;
+class TDataSet;
 }
 
 namespace quillet::cli {
@@ -53,6 +56,53 @@ struct TScreenResult {
   std::string Written;  // for the summary: "PREFIX-1.png .. PREFIX-9.png" or the PDF
 };
 TScreenResult RenderScreenPages(TReportEngine& Engine, const TScreenRender& Options);
+
+// The options of the commands that run reports (render, preview, print): the reports and the
+// data options, and what each command adds.
+enum class TRunCommand { Render, Preview, Print };
+struct TDataOption {
+  std::string Name;
+  std::string Source;  // as typed, for messages
+};
+struct TLinkOption {
+  std::string Detail, DetailField, Master, MasterField;
+};
+struct TRunOptions {
+  std::vector<std::string> Reports;
+  std::string OutFile;
+  std::vector<TDataOption> Data;
+  std::string MainName;
+  bool HaveMain = false;
+  std::vector<TLinkOption> Links;
+  std::vector<std::pair<std::string, std::string>> Vars;
+  std::vector<std::string> FontDirs;
+  int Compression = -1;        // -1: the engine's default
+  std::string Format = "pdf";  // pdf, png or raster
+  int Dpi = 0;                 // 0: not given (96 for png and raster)
+  std::string Printer;         // print --printer
+};
+TRunOptions ParseRunOptions(const TArgs& Args, TRunCommand Command);
+
+// The data sets the options name, made, linked and registered with Engine together with the
+// variables and font folders (the report files are read once first, so a broken one fails
+// before any data). Open opens them, each after the sets it reads from. The sets live as long as
+// this object.
+class TRunData {
+ public:
+  TRunData(const TRunOptions& Options, TReportEngine& Engine);
+  ~TRunData();
+  TRunData(const TRunData&) = delete;
+  TRunData& operator=(const TRunData&) = delete;
+  void Open();
+
+ private:
+  std::vector<std::unique_ptr<TDataSet>> FSets;
+  std::map<std::string, TDataSet*> FByName;
+};
+
+int RunPreview(const TArgs& Args);
+int RunPrint(const TArgs& Args);
+int RunPrinters(const TArgs& Args);
 
 // Splits "NAME=VALUE"; throws EUsageError naming Option when there is no "=" or no name.
 std::pair<std::string, std::string> SplitAssignment(const std::string& Option, const std::string& Text);

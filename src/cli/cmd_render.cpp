@@ -30,29 +30,6 @@ namespace quillet::cli {
 
 namespace {
 
-struct TDataOption {
-  std::string Name;
-  std::string Source;  // as typed, for messages
-};
-
-struct TLinkOption {
-  std::string Detail, DetailField, Master, MasterField;
-};
-
-struct TRenderOptions {
-  std::vector<std::string> Reports;
-  std::string OutFile;
-  std::vector<TDataOption> Data;
-  std::string MainName;
-  bool HaveMain = false;
-  std::vector<TLinkOption> Links;
-  std::vector<std::pair<std::string, std::string>> Vars;
-  std::vector<std::string> FontDirs;
-  int Compression = -1;  // -1: the engine's default
-  std::string Format = "pdf";  // pdf, png or raster
-  int Dpi = 0;                 // 0: not given (96 for png and raster)
-};
-
 bool EndsWithNoCase(const std::string& S, const std::string& Suffix) {
   if (S.size() < Suffix.size()) return false;
   for (size_t i = 0; i < Suffix.size(); ++i) {
@@ -93,8 +70,8 @@ std::unique_ptr<TDataSet> MakeDataSet(const TDataOption& D) {
   return std::make_unique<TJsonDataSet>(D.Name, D.Source);
 }
 
-TRenderOptions ParseOptions(const TArgs& Args) {
-  TRenderOptions o;
+TRunOptions ParseRunOptionsImpl(const TArgs& Args, TRunCommand Command) {
+  TRunOptions o;
   bool haveOut = false;
   std::set<std::string> names;
   for (size_t i = 0; i < Args.size(); ++i) {
@@ -114,7 +91,13 @@ TRenderOptions ParseOptions(const TArgs& Args) {
       if (++i >= Args.size()) throw EUsageError(a + " needs a value");
       return Args[i];
     };
-    if (a == "-o" || a == "--output") {
+    if ((a == "-o" || a == "--output") && Command != TRunCommand::Render) {
+      throw EUsageError(a + " applies to render only");
+    } else if (a == "--printer" && Command == TRunCommand::Print) {
+      o.Printer = next();
+    } else if ((a == "--format" || a == "--dpi" || a == "--compression") && Command != TRunCommand::Render) {
+      throw EUsageError(a + " applies to render only");
+    } else if (a == "-o" || a == "--output") {
       if (haveOut) throw EUsageError("-o given twice");
       o.OutFile = next();
       if (o.OutFile.empty()) throw EUsageError("-o needs a file name");
@@ -165,7 +148,9 @@ TRenderOptions ParseOptions(const TArgs& Args) {
       o.Reports.push_back(a);
     }
   }
-  if (o.Reports.empty()) throw EUsageError("render needs at least one REPORT.qdr");
+  const char* command = Command == TRunCommand::Render ? "render" : Command == TRunCommand::Preview ? "preview" : "print";
+  if (o.Reports.empty()) throw EUsageError(std::string(command) + " needs at least one REPORT.qdr");
+  if (Command != TRunCommand::Render) return o;
   if (!haveOut) throw EUsageError(o.Format == "png" ? "render needs -o PREFIX" : "render needs -o OUT.pdf");
   if (o.Format == "pdf" && o.Dpi != 0) throw EUsageError("--dpi applies to --format png and raster only");
   if (o.Format != "pdf" && o.Compression >= 0) throw EUsageError("--compression applies to --format pdf only");
@@ -298,64 +283,70 @@ void OpenInDependencyOrder(const std::vector<std::unique_ptr<TDataSet>>& Sets,
 
 }  // namespace
 
-int RunRender(const TArgs& Args) {
-  const TRenderOptions opt = ParseOptions(Args);
-  const auto started = std::chrono::steady_clock::now();
-
+TRunData::TRunData(const TRunOptions& Opt, TReportEngine& Engine) {
   // Report files are read up front so that a broken one fails before any data is opened.
-  for (const std::string& file : opt.Reports) {
+  for (const std::string& file : Opt.Reports) {
     TReportPage page;
     page.LoadFromFile(file);
   }
-
-  for (const std::string& dir : opt.FontDirs) {
+  for (const std::string& dir : Opt.FontDirs) {
     std::error_code ec;
     if (!std::filesystem::is_directory(dir, ec))
       throw EQuilletError("--fonts: no such folder \"" + dir + "\"", dir);
   }
-
-  std::vector<std::unique_ptr<TDataSet>> sets;
-  std::map<std::string, TDataSet*> byName;
-  for (const TDataOption& d : opt.Data) {
-    sets.push_back(MakeDataSet(d));
-    byName[d.Name] = sets.back().get();
+  for (const TDataOption& d : Opt.Data) {
+    FSets.push_back(MakeDataSet(d));
+    FByName[d.Name] = FSets.back().get();
   }
-  const auto lookup = [&byName](const std::string& Option, const std::string& Name) {
-    const auto it = byName.find(Name);
-    if (it == byName.end()) throw EQuilletError(Option + ": unknown data source \"" + Name + "\"");
+  const auto lookup = [this](const std::string& Option, const std::string& Name) {
+    const auto it = FByName.find(Name);
+    if (it == FByName.end()) throw EQuilletError(Option + ": unknown data source \"" + Name + "\"");
     return it->second;
   };
 
   TDataSet* mainSet = nullptr;
-  if (opt.HaveMain)
-    mainSet = lookup("--main", opt.MainName);
-  else if (!sets.empty())
-    mainSet = sets.front().get();
+  if (Opt.HaveMain)
+    mainSet = lookup("--main", Opt.MainName);
+  else if (!FSets.empty())
+    mainSet = FSets.front().get();
 
-  for (const TLinkOption& l : opt.Links) {
+  for (const TLinkOption& l : Opt.Links) {
     TDataSet* detail = lookup("--link", l.Detail);
     TDataSet* master = lookup("--link", l.Master);
     detail->SetMaster(master, l.DetailField, l.MasterField);
   }
 
-  for (const auto& d : sets) {
+  for (const auto& d : FSets) {
     auto* sql = dynamic_cast<TSqliteDataSet*>(d.get());
     if (!sql) continue;
-    for (const auto& other : sets)
+    for (const auto& other : FSets)
       if (other.get() != sql) sql->AddParamSource(other.get());
     // Said here rather than by the first query, with the option that names the set.
     for (const TSqlSourceParam& p : sql->SourceParams())
-      if (!byName.count(p.Source))
+      if (!FByName.count(p.Source))
         throw EQuilletError("--data " + sql->Name() + ": unknown data source \"" + p.Source + "\" in parameter :" +
                             p.Source + "." + p.Field);
   }
 
+  for (const auto& d : FSets) Engine.SetDataSource(d->Name(), d.get());
+  Engine.SetDataSource(mainSet);
+  for (const auto& [name, value] : Opt.Vars) Engine.SetVariable(name, value);
+  if (!Opt.FontDirs.empty()) Engine.SetFontDirs(Opt.FontDirs);
+}
+
+TRunData::~TRunData() = default;
+
+void TRunData::Open() { OpenInDependencyOrder(FSets, FByName); }
+
+TRunOptions ParseRunOptions(const TArgs& Args, TRunCommand Command) { return ParseRunOptionsImpl(Args, Command); }
+
+int RunRender(const TArgs& Args) {
+  const TRunOptions opt = ParseRunOptions(Args, TRunCommand::Render);
+  const auto started = std::chrono::steady_clock::now();
+
   TReportEngine engine;
-  for (const auto& d : sets) engine.SetDataSource(d->Name(), d.get());
-  engine.SetDataSource(mainSet);
-  for (const auto& [name, value] : opt.Vars) engine.SetVariable(name, value);
   if (opt.Compression >= 0) engine.SetPdfCompressionLevel(opt.Compression);
-  if (!opt.FontDirs.empty()) engine.SetFontDirs(opt.FontDirs);
+  TRunData data(opt, engine);
 
   TInterruptGuard interruptGuard(engine);
   TProgressLine progress;
@@ -366,7 +357,7 @@ int RunRender(const TArgs& Args) {
   };
 
   progress.Show("opening data...", true);
-  OpenInDependencyOrder(sets, byName);
+  data.Open();
   if (GInterrupted.load()) return interrupted();
 
   int32_t pages = 0;

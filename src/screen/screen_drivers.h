@@ -15,6 +15,8 @@
 
 #include <cstdint>
 #include <functional>
+#include <string>
+#include <vector>
 
 #include "engine/report_engine.h"
 
@@ -47,5 +49,38 @@ using TPageImageSink = std::function<void(const QImage& Image, int32_t PageIndex
 // as files without holding them. "TotalPages" reads TotalPages. Returns the number of pages.
 int32_t RenderPageImages(TReportEngine& Engine, TReportPage& Page, float Zoom, int32_t TotalPages,
                          const TPageImageSink& Sink);
+
+// ---- The preview window --------------------------------------------------------------------
+// Each opens the modal "Report Preview" window: the pages are counted, then recorded in one
+// drawing pass, and each page shown is painted from its record. Print prints the report
+// (PrintReport), save exports it to PDF (ExportPDF). Needs a QApplication.
+
+void Preview(TReportEngine& Engine);                           // the engine's ReportFile
+void Preview(TReportEngine& Engine, const std::string& FileName);
+void Preview(TReportEngine& Engine, TReportPage& Page);         // Page must outlive the window
+// Several reports one after the other, each with its own page numbers; printing prints each,
+// saving exports all into one PDF. An empty list does nothing.
+void Preview(TReportEngine& Engine, const std::vector<std::string>& Files);
+
+// ---- Printing ----------------------------------------------------------------------------------
+// Printing paints every page with the screen canvas on the active printer, one job per report,
+// each page at the report's own page size. The active printer is the system's default until
+// SelectPrinterByName changes it.
+
+// Makes the printer whose name or description equals Name (trimmed, ignoring case) the active
+// one; false, and nothing changed, when none does or Name is blank.
+bool SelectPrinterByName(const std::string& Name);
+// The active printer's name ("" when the system has none).
+std::string ActivePrinterName();
+void PrintReport(TReportEngine& Engine);  // the engine's ReportFile
+void PrintReport(TReportEngine& Engine, const std::string& FileName);
+void PrintReport(TReportEngine& Engine, const std::string& FileName, const std::string& PrinterName);
+void PrintReport(TReportEngine& Engine, TReportPage& Page);
+// Prints Page on PrinterName (or the report's "printerName", or the active printer when that is
+// empty or unknown); page events fire as in PDF export.
+void PrintReportVector(TReportEngine& Engine, TReportPage& Page, const std::string& PrinterName);
+
+// Shows the engine's messages for the user as message boxes instead of writing them to stderr.
+void InstallGuiMessageHook(TReportEngine& Engine);
 
 }  // namespace quillet
