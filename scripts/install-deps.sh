@@ -28,6 +28,9 @@ packages=(
   libgtest-dev clang-14 libclang-rt-14-dev libfreetype-dev qpdf poppler-utils
   fonts-dejavu-core fonts-dejavu-extra fonts-liberation2 fonts-texgyre fonts-crosextra-carlito
   fonts-crosextra-caladea
+  # printing tests: a private CUPS scheduler the tests start in their own folder (not the cups
+  # package, whose drivers and filters they do not need)
+  cups-daemon cups-client
 )
 if [ "$bench" -eq 1 ]; then
   packages+=(

@@ -100,6 +100,21 @@ class TRunData {
   std::map<std::string, TDataSet*> FByName;
 };
 
+// While it lives, Ctrl-C asks Engine to cancel its run (EReportCancelled at the next page it
+// begins) and is remembered; the previous handler comes back afterwards.
+class TInterruptGuard {
+ public:
+  explicit TInterruptGuard(TReportEngine& Engine);
+  ~TInterruptGuard();
+  TInterruptGuard(const TInterruptGuard&) = delete;
+  TInterruptGuard& operator=(const TInterruptGuard&) = delete;
+  static bool Interrupted();
+
+ private:
+  struct TSaved;
+  std::unique_ptr<TSaved> FOld;
+};
+
 int RunPreview(const TArgs& Args);
 int RunPrint(const TArgs& Args);
 int RunPrinters(const TArgs& Args);

@@ -180,28 +180,6 @@ extern "C" void OnInterrupt(int) {
   if (TReportEngine* e = GRunningEngine.load(std::memory_order_relaxed)) e->RequestCancel();
 }
 
-// Installs the handler for the life of one render and restores the previous one afterwards.
-class TInterruptGuard {
- public:
-  explicit TInterruptGuard(TReportEngine& Engine) {
-    GInterrupted.store(false);
-    GRunningEngine.store(&Engine);
-    struct sigaction sa {};
-    sa.sa_handler = OnInterrupt;
-    sigemptyset(&sa.sa_mask);
-    ::sigaction(SIGINT, &sa, &FOld);
-  }
-  ~TInterruptGuard() {
-    ::sigaction(SIGINT, &FOld, nullptr);
-    GRunningEngine.store(nullptr);
-  }
-  TInterruptGuard(const TInterruptGuard&) = delete;
-  TInterruptGuard& operator=(const TInterruptGuard&) = delete;
-
- private:
-  struct sigaction FOld {};
-};
-
 // A line on a terminal that is rewritten in place; silent when stderr is not a terminal.
 class TProgressLine {
  public:
@@ -282,6 +260,26 @@ void OpenInDependencyOrder(const std::vector<std::unique_ptr<TDataSet>>& Sets,
 }
 
 }  // namespace
+
+struct TInterruptGuard::TSaved {
+  struct sigaction Action {};
+};
+
+TInterruptGuard::TInterruptGuard(TReportEngine& Engine) : FOld(std::make_unique<TSaved>()) {
+  GInterrupted.store(false);
+  GRunningEngine.store(&Engine);
+  struct sigaction sa {};
+  sa.sa_handler = OnInterrupt;
+  sigemptyset(&sa.sa_mask);
+  ::sigaction(SIGINT, &sa, &FOld->Action);
+}
+
+TInterruptGuard::~TInterruptGuard() {
+  ::sigaction(SIGINT, &FOld->Action, nullptr);
+  GRunningEngine.store(nullptr);
+}
+
+bool TInterruptGuard::Interrupted() { return GInterrupted.load(std::memory_order_relaxed); }
 
 TRunData::TRunData(const TRunOptions& Opt, TReportEngine& Engine) {
   // Report files are read up front so that a broken one fails before any data is opened.

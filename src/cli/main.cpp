@@ -23,6 +23,10 @@ const char* const kUsage =
     "     --main NAME: the data source that an empty name means (default: the first --data)\n"
     "     --link: DETAIL shows only the records whose FIELD equals MASTER's current FIELD\n"
     "     --compression LEVEL: Flate level of page content, 0 (none) to 12, default 6\n"
+    "  print REPORT.qdr [MORE.qdr ...] [--printer NAME] [DATA OPTIONS]\n"
+    "                                          print the reports, one job each, on the default\n"
+    "                                          printer or on NAME (name or description)\n"
+    "  printers                                list the printers: NAME<TAB>DESCRIPTION[<TAB>default]\n"
     "  eval EXPR [--var NAME=VALUE]...         evaluate an expression and print its value\n"
     "                                          (\"(null)\" for null)\n"
     "  eval --text TEXT [--var NAME=VALUE]...  expand the [expression] placeholders of TEXT\n"
@@ -66,6 +70,12 @@ int Main(int argc, char** argv) {
       }
     }
     if (command == "render") return RunRender(args);
+#ifdef QUILLET_WITH_QT
+    if (command == "print") return RunPrint(args);
+    if (command == "printers") return RunPrinters(args);
+#else
+    if (command == "print" || command == "printers") throw EUsageError(command + " needs a build with the Qt module");
+#endif
     if (command == "eval") return RunEval(args);
     if (command == "check") return RunCheck(args);
     if (command == "selftest") return RunSelfTest(args);

@@ -1,6 +1,8 @@
 #include "screen/fmx_canvas.h"
 
 #include <QColor>
+#include <QFont>
+#include <QFontDatabase>
 #include <QGlyphRun>
 #include <QImage>
 #include <QPaintDevice>
@@ -32,6 +34,30 @@ QRawFont RawFontOfFile(const std::string& FileName) {
   if (it != fonts.end()) return it->second;
   QRawFont font(QString::fromStdString(FileName), 12, QFont::PreferNoHinting);
   return fonts.emplace(FileName, font).first->second;
+}
+
+// The same face through Qt's font database: a printer's PDF can embed a face only when Qt knows
+// the file it came from, and draws glyphs of a face read from bytes as outlines without text.
+// Falls back to the face as read from the file when the database offers a different one.
+QRawFont EmbeddableRawFontOfFile(const std::string& FileName) {
+  static std::mutex guard;
+  static std::unordered_map<std::string, QRawFont> fonts;
+  const QRawFont direct = RawFontOfFile(FileName);
+  std::lock_guard<std::mutex> lock(guard);
+  auto it = fonts.find(FileName);
+  if (it != fonts.end()) return it->second;
+  QRawFont chosen = direct;
+  if (direct.isValid() && QFontDatabase::addApplicationFont(QString::fromStdString(FileName)) >= 0) {
+    QFont font = QFontDatabase::font(direct.familyName(), direct.styleName(), 12);
+    font.setHintingPreference(QFont::PreferNoHinting);
+    font.setStyleStrategy(QFont::NoFontMerging);
+    const QRawFont known = QRawFont::fromFont(font);
+    // The header table carries the face's checksum and dates: equal headers, equal faces.
+    if (known.isValid() && known.fontTable("head") == direct.fontTable("head") &&
+        known.fontTable("cmap") == direct.fontTable("cmap"))
+      chosen = known;
+  }
+  return fonts.emplace(FileName, chosen).first->second;
 }
 
 }  // namespace
@@ -177,7 +203,7 @@ QRawFont TFmxRptCanvas::RawFontOf(const TPDFFontEntry& Entry, float Size) {
   const auto key = std::make_pair(&Entry, Size);
   auto it = FRawFonts.find(key);
   if (it != FRawFonts.end()) return it->second;
-  QRawFont font = RawFontOfFile(Entry.FileName);
+  QRawFont font = FPrintMode ? EmbeddableRawFontOfFile(Entry.FileName) : RawFontOfFile(Entry.FileName);
   // One canvas unit is one device pixel.
   if (font.isValid()) font.setPixelSize(static_cast<double>(Size) * FScale);
   return FRawFonts.emplace(key, font).first->second;

@@ -1,12 +1,10 @@
 // quillet render --format png / raster: the report's pages painted by the screen canvas.
 #include <QByteArray>
 #include <QBuffer>
-#include <QGuiApplication>
 #include <QImageWriter>
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,6 +12,7 @@
 #include "base/error.h"
 #include "base/file_io.h"
 #include "cli/cli.h"
+#include "cli/qt/gui_app.h"
 #include "engine/report_engine.h"
 #include "reportdef/report_model.h"
 #include "screen/screen_drivers.h"
@@ -22,32 +21,6 @@
 namespace quillet::cli {
 
 namespace {
-
-// Qt's own chatter (a missing runtime folder, platform notes) is not for the user of a command
-// line program; anything worse than a warning still goes to stderr.
-void QuietQtMessages(QtMsgType Type, const QMessageLogContext&, const QString& Message) {
-  if (Type == QtCriticalMsg || Type == QtFatalMsg)
-    std::fprintf(stderr, "quillet: Qt: %s\n", Message.toLocal8Bit().constData());
-}
-
-// Qt needs an application object for fonts. Without a display the offscreen platform paints
-// just as well, and nothing here ever shows a window.
-class TGuiApplicationScope {
- public:
-  TGuiApplicationScope() {
-    if (QCoreApplication::instance()) return;
-    if (!std::getenv("DISPLAY") && !std::getenv("WAYLAND_DISPLAY") && !std::getenv("QT_QPA_PLATFORM"))
-      ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
-    qInstallMessageHandler(QuietQtMessages);
-    FApp = std::make_unique<QGuiApplication>(FArgc, FArgv);
-  }
-
- private:
-  int FArgc = 1;
-  char FName[8] = "quillet";
-  char* FArgv[2] = {FName, nullptr};
-  std::unique_ptr<QGuiApplication> FApp;
-};
 
 std::string PngBytes(const QImage& Image, const std::string& FileName) {
   QByteArray bytes;

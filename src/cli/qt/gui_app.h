@@ -1,0 +1,40 @@
+// The Qt application of the commands that paint or print without showing a window.
+#pragma once
+
+#include <QCoreApplication>
+#include <QGuiApplication>
+#include <QString>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+namespace quillet::cli {
+
+// Qt's own chatter (a missing runtime folder, platform notes) is not for the user of a command
+// line program; anything worse than a warning still goes to stderr.
+inline void QuietQtMessages(QtMsgType Type, const QMessageLogContext&, const QString& Message) {
+  if (Type == QtCriticalMsg || Type == QtFatalMsg)
+    std::fprintf(stderr, "quillet: Qt: %s\n", Message.toLocal8Bit().constData());
+}
+
+// Qt needs an application object for fonts and printers. Without a display the offscreen
+// platform paints just as well, and nothing here ever shows a window.
+class TGuiApplicationScope {
+ public:
+  TGuiApplicationScope() {
+    if (QCoreApplication::instance()) return;
+    if (!std::getenv("DISPLAY") && !std::getenv("WAYLAND_DISPLAY") && !std::getenv("QT_QPA_PLATFORM"))
+      ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    qInstallMessageHandler(QuietQtMessages);
+    FApp = std::make_unique<QGuiApplication>(FArgc, FArgv);
+  }
+
+ private:
+  int FArgc = 1;
+  char FName[8] = "quillet";
+  char* FArgv[2] = {FName, nullptr};
+  std::unique_ptr<QGuiApplication> FApp;
+};
+
+}  // namespace quillet::cli
