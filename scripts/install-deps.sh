@@ -31,6 +31,8 @@ packages=(
   # printing tests: a private CUPS scheduler the tests start in their own folder (not the cups
   # package, whose drivers and filters they do not need)
   cups-daemon cups-client
+  # window tests: a virtual X server, real key presses, the X authority tool
+  xvfb xauth xdotool
 )
 if [ "$bench" -eq 1 ]; then
   packages+=(

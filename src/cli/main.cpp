@@ -23,6 +23,8 @@ const char* const kUsage =
     "     --main NAME: the data source that an empty name means (default: the first --data)\n"
     "     --link: DETAIL shows only the records whose FIELD equals MASTER's current FIELD\n"
     "     --compression LEVEL: Flate level of page content, 0 (none) to 12, default 6\n"
+    "  preview REPORT.qdr [MORE.qdr ...] [DATA OPTIONS]\n"
+    "                                          show the reports in the preview window\n"
     "  print REPORT.qdr [MORE.qdr ...] [--printer NAME] [DATA OPTIONS]\n"
     "                                          print the reports, one job each, on the default\n"
     "                                          printer or on NAME (name or description)\n"
@@ -71,10 +73,12 @@ int Main(int argc, char** argv) {
     }
     if (command == "render") return RunRender(args);
 #ifdef QUILLET_WITH_QT
+    if (command == "preview") return RunPreview(args);
     if (command == "print") return RunPrint(args);
     if (command == "printers") return RunPrinters(args);
 #else
-    if (command == "print" || command == "printers") throw EUsageError(command + " needs a build with the Qt module");
+    if (command == "preview" || command == "print" || command == "printers")
+      throw EUsageError(command + " needs a build with the Qt module");
 #endif
     if (command == "eval") return RunEval(args);
     if (command == "check") return RunCheck(args);
