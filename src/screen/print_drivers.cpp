@@ -16,6 +16,7 @@
 
 #include "base/error.h"
 #include "screen/fmx_canvas.h"
+#include "screen/page_records.h"
 #include "screen/screen_drivers.h"
 
 namespace quillet {
@@ -152,6 +153,15 @@ void PrintReportVector(TReportEngine& Engine, TReportPage& Page, const std::stri
   const float heightPt = static_cast<float>(std::max<int32_t>(1, Page.PageHeight));
   SetSheet(printer, std::max(1.0f, widthPt), heightPt);
 
+  // The pages are drawn (and the page events fire) into records first and reach the printer
+  // only when the whole report has run: a run that is cancelled or fails sends no job at all.
+  auto records = std::make_shared<TPageRecorder>(Engine.FontDirs());
+  TRenderPass pass;
+  pass.FireEvents = true;
+  pass.TotalPages = total;
+  pass.TotalPagesText = std::to_string(total);
+  Engine.RunPass(Page, records, pass);
+
   TPrintJob job(printer);
   if (!job.Painter().begin(&printer))
     throw EQuilletError("Print error: could not start a job on printer " + Quoted(target));
@@ -163,12 +173,7 @@ void PrintReportVector(TReportEngine& Engine, TReportPage& Page, const std::stri
           throw EQuilletError("Print error: printer " + Quoted(target) + " refused a new page");
       });
   canvas->SetFontDirs(Engine.FontDirs());
-
-  TRenderPass pass;
-  pass.FireEvents = true;
-  pass.TotalPages = total;
-  pass.TotalPagesText = std::to_string(total);
-  Engine.RunPass(Page, canvas, pass);
+  for (int32_t i = 0; i < records->PageCount(); ++i) records->Replay(i, *canvas);
   job.Finish();
   for (const std::string& w : canvas->Warnings()) Engine.AddWarning(w);
   Engine.DoAfterRender();

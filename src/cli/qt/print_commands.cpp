@@ -49,10 +49,11 @@ int RunPrint(const TArgs& Args) {
   std::vector<std::string> printers;
   for (const std::string& report : opt.Reports) {
     const int before = pages;
-    // A job once begun cannot be withdrawn: say how far it got.
+    // A report reaches its printer only when it has run to its end: earlier reports were printed,
+    // this one is not.
     const auto interrupted = [&] {
-      std::fprintf(stderr, "quillet: interrupted; %s stopped after %d page%s\n", report.c_str(), pages - before,
-                   pages - before == 1 ? "" : "s");
+      std::fprintf(stderr, "quillet: interrupted; %s not printed (stopped after drawing %d page%s)\n",
+                   report.c_str(), pages - before, pages - before == 1 ? "" : "s");
       return 130;
     };
     try {
