@@ -138,13 +138,12 @@ TEST_F(PdfCanvasTest, ResourcesAndImageNames) {
 }
 
 // An image JPEG cannot hold is shrunk to the largest size it takes; one that cannot even be shrunk
-// is left out. Either way the document is written, with a warning.
+// is left out. Either way the document is written, with one warning for two drawings.
 TEST_F(PdfCanvasTest, ImagesTooLargeForJpeg) {
   auto grey = [](int32_t W, int32_t H) { return TRptBitmap{W, H, std::vector<uint8_t>(size_t(W) * size_t(H) * 4, 90)}; };
   const struct {
     TRptBitmap Bmp;
-    std::string Embedded;  // "" when nothing is
-    std::string Warning;   // "" when none
+    std::string Embedded, Warning;  // "" when none
   } cases[] = {
       {grey(65500, 2), "/Width 65500 /Height 2 ", ""},
       {grey(2, 65501), "/Width 2 /Height 65500 ", "Image of 2 x 65501 pixels scaled down to 2 x 65500"},
@@ -155,7 +154,7 @@ TEST_F(PdfCanvasTest, ImagesTooLargeForJpeg) {
     TPdfRptCanvas canvas(Path("big.pdf"));
     canvas.BeginPage(100, 100);
     canvas.DrawImage(TRectF{0, 0, 40, 20}, c.Bmp, risStretch);
-    canvas.DrawImage(TRectF{0, 40, 40, 60}, c.Bmp, risStretch);  // the same warning once
+    canvas.DrawImage(TRectF{0, 40, 40, 60}, c.Bmp, risStretch);
     canvas.SaveToFile();
     ASSERT_EQ(canvas.Warnings().size(), c.Warning.empty() ? 0u : 1u);
     if (!c.Warning.empty()) {
@@ -164,7 +163,7 @@ TEST_F(PdfCanvasTest, ImagesTooLargeForJpeg) {
     std::ifstream in(Path("big.pdf"), std::ios::binary);
     const std::string pdf((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     EXPECT_EQ(pdf.find("/Subtype /Image") != std::string::npos, !c.Embedded.empty());
-    EXPECT_EQ(c.Embedded.empty() || pdf.find(c.Embedded) != std::string::npos, true) << c.Embedded;
+    EXPECT_TRUE(c.Embedded.empty() || pdf.find(c.Embedded) != std::string::npos) << c.Embedded;
     int status = -1;
     test::RunTool("qpdf --check '" + Path("big.pdf") + "' 2>&1", &status);
     EXPECT_EQ(status, 0);

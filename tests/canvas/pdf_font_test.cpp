@@ -13,6 +13,7 @@
 #include <random>
 #include <set>
 
+#include "../support/font_damage.h"
 #include "base/error.h"
 #include "canvas/pdf_font.h"
 
@@ -196,6 +197,13 @@ TEST(PDFFont, LoadErrorsCarryTheirMessages) {
     Data ? void(t[Tag] = *Data) : void(t.erase(Tag));
     return Sfnt(t, Version);
   };
+  auto pastEnd = [](const char* Tag) {  // the directory puts the table far past the end of the file
+    auto t = BasicTables();
+    t["zzzz"] = {};  // sorts last, so the table under test is not at the very end
+    Bytes f = Sfnt(t);
+    f[test::TableEntry(f, Tag) + 8] = 0x7F;
+    return f;
+  };
   const std::pair<Bytes, std::string> cases[] = {
       {Bytes(11, 0), "Gecersiz font: cok kisa"},
       {with("name", Bytes{}, 0x74746366), "Desteklenmeyen font formati (sfnt 0x74746366)"},
@@ -215,6 +223,10 @@ TEST(PDFFont, LoadErrorsCarryTheirMessages) {
       {with("hmtx", Bytes(39, 0)), "Gecersiz font: hmtx tablosu bozuk"},
       {with("maxp", Bytes(5, 0)), "Gecersiz font: maxp tablosu bozuk"},
       {with("hhea", Bytes(35, 0)), "Gecersiz font: hhea tablosu bozuk"},
+      {pastEnd("cmap"), "Gecersiz font: cmap tablosu bozuk"},
+      {pastEnd("glyf"), "Gecersiz font: glyf tablosu bozuk"},
+      {pastEnd("hmtx"), "Gecersiz font: hmtx tablosu bozuk"},
+      {pastEnd("loca"), "Gecersiz font: loca tablosu bozuk"},
       {with("cmap", Cmap({{3, 1, Format4({})}, {3, 1, Bytes{0, 2, 0, 0}}})), ""},
   };
   for (const auto& [data, message] : cases) {
@@ -226,20 +238,6 @@ TEST(PDFFont, LoadErrorsCarryTheirMessages) {
     }
   }
   EXPECT_EQ(TPDFFont::LoadFromBytes(with("head", Head(0)), "", false, false)->GidWidth1000(1), 110);  // 0 em = 1000
-  // A table the directory says runs past the end of the file is cut short, whichever it is.
-  for (const char* tag : {"cmap", "glyf", "hmtx", "loca"}) {
-    auto t = BasicTables();
-    t["zzzz"] = {};  // sorts last, so the table under test is not at the very end
-    Bytes font = Sfnt(t);
-    for (size_t e = 12; e < 12 + 16 * t.size(); e += 16)
-      if (std::string(font.begin() + e, font.begin() + e + 4) == tag) font[e + 8] = 0x7F;  // far past the end
-    try {
-      TPDFFont::LoadFromBytes(font, "", false, false);
-      ADD_FAILURE() << tag << " loaded";
-    } catch (const EQuilletError& e) {
-      EXPECT_EQ(e.what(), "Gecersiz font: " + std::string(tag) + " tablosu bozuk");
-    }
-  }
 }
 
 // Glyphs: 0 simple; 2 -> 3 -> {1, 7}; 5 <-> 6 a cycle; 4 and 8 unused; 9 -> a glyph id beyond the font.
@@ -338,50 +336,32 @@ TEST(PDFFont, SubsetGlyphsRenderAsInTheOriginal) {
   }
 }
 
-// Offset and length of a table, from the directory.
-std::pair<uint32_t, uint32_t> TableAt(const Bytes& Font, const std::string& Tag) {
-  for (size_t e = 12; e < 12 + 16 * size_t{Get16(Font, 4)}; e += 16)
-    if (std::string(Font.begin() + e, Font.begin() + e + 4) == Tag) return {Get32(Font, e + 8), Get32(Font, e + 12)};
-  ADD_FAILURE() << "no " << Tag;
-  return {0, 0};
-}
-
 // Damage to single glyphs of a real font, made here: the subset still builds, exactly the damaged
 // glyphs the text uses come out empty (FreeType draws nothing for them), and every other glyph
 // renders as in the original.
 TEST(PDFFont, DamagedGlyphsAreLeftEmpty) {
   if (!std::filesystem::exists(kDejaVu)) GTEST_SKIP() << "DejaVu Sans not installed";
   const Bytes original = ReadBytes(kDejaVu);
-  const auto [head, headLen] = TableAt(original, "head");
-  const auto [loca, locaLen] = TableAt(original, "loca");
-  const auto [glyf, glyfLen] = TableAt(original, "glyf");
-  ASSERT_EQ(Get16(original, head + 50), 1) << "the cases below write long loca entries";
-  auto locaEntry = [&, loca = loca](const Bytes& F, uint32_t Gid) { return Get32(F, loca + 4 * Gid); };
-  auto setLoca = [loca = loca](Bytes& F, uint32_t Gid, uint32_t V) {
-    for (int i = 0; i < 4; ++i) F[loca + 4 * Gid + i] = static_cast<uint8_t>(V >> (24 - 8 * i));
+  ASSERT_EQ(Get16(original, test::TableAt(original, "head").first + 50), 1) << "the cases write long loca entries";
+  const auto [glyf, glyfLen] = test::TableAt(original, "glyf");
+  auto glyphAt = [glyf = glyf](const Bytes& F, uint32_t Gid) {
+    return glyf + Get32(F, test::TableAt(F, "loca").first + 4 * Gid);
   };
-  auto glyphAt = [&, glyf = glyf](const Bytes& F, uint32_t Gid) { return glyf + locaEntry(F, Gid); };
-
-  const std::string text = "ABÖÜ Sxyz";  // no letter built on A or B
+  const std::string text = "ABÖ Sxyz";  // no letter built on A or B
   auto probe = TPDFFont::LoadFromBytes(original, "", false, false);
   const uint16_t a = probe->GidOf('A'), b = probe->GidOf('B'), q = probe->GidOf('Q'), x = probe->GidOf('x'),
-                 y = probe->GidOf('y');
-  uint16_t composite = 0;  // an accented capital built from components
-  for (const char32_t cp : {U'Ö', U'Ü'})
-    if (const uint16_t g = probe->GidOf(cp); !composite && static_cast<int16_t>(Get16(original, glyphAt(original, g))) < 0)
-      composite = g;
-  ASSERT_NE(composite, 0);
-  ASSERT_EQ(b, a + 1);
-
+                 y = probe->GidOf('y'), composite = probe->GidOf(U'Ö');
+  ASSERT_LT(static_cast<int16_t>(Get16(original, glyphAt(original, composite))), 0) << "Ö is not a composite";
+  ASSERT_TRUE(b == a + 1 && y == x + 1);
   const struct {
     const char* What;
     std::function<void(Bytes&)> Damage;
     std::set<uint16_t> Damaged;  // of the glyphs the text uses
   } cases[] = {
-      {"loca backwards at an unused glyph", [&](Bytes& F) { setLoca(F, q, 0); }, {}},
+      {"loca backwards at an unused glyph", [&](Bytes& F) { test::SetLongLoca(F, q, 0); }, {}},
       // The entry both ends A and starts B: neither can be trusted.
-      {"loca backwards at a used glyph", [&](Bytes& F) { setLoca(F, b, 0); }, {a, b}},
-      {"loca entry beyond glyf", [&](Bytes& F) { setLoca(F, y, glyfLen + 4); }, {x, y}},
+      {"loca backwards at a used glyph", [&](Bytes& F) { test::SetLongLoca(F, b, 0); }, {a, b}},
+      {"loca entry beyond glyf", [&](Bytes& F) { test::SetLongLoca(F, y, glyfLen + 4); }, {x, y}},
       {"contour count past the glyph's end", [&](Bytes& F) { F[glyphAt(F, y)] = 0x7F; }, {y}},
       {"composite containing itself",
        [&](Bytes& F) {

@@ -13,33 +13,18 @@ namespace quillet::e2e {
 namespace {
 
 TJson Subreport(const std::string& File, float Left, float Top, bool Flow) {
-  TJson e;
-  e["type"] = "Subreport";
-  e["name"] = "sub";
-  e["left"] = Left;
-  e["top"] = Top;
-  e["width"] = 200;
-  e["height"] = 14;
-  e["subReportFile"] = File;
-  e["subReportFlow"] = Flow;
-  return e;
+  return {{"type", "Subreport"}, {"name", "sub"},          {"left", Left},          {"top", Top},
+          {"width", 200},        {"height", 14},           {"subReportFile", File}, {"subReportFlow", Flow}};
 }
 
-// The left edge of the first word Word on each page, from pdftotext -bbox.
+// The left edge of the first word Word on each page (-1 where there is none), from pdftotext -bbox.
 std::vector<double> WordLefts(const std::string& Pdf, const std::string& Word) {
   const std::string html = test::RunTool("pdftotext -bbox " + Quote(Pdf) + " - 2>/dev/null");
   std::vector<double> lefts;
-  size_t page = 0;
-  while ((page = html.find("<page ", page)) != std::string::npos) {
-    const size_t end = html.find("</page>", page);
+  for (size_t page = html.find("<page "), end; page != std::string::npos; page = html.find("<page ", end)) {
+    end = html.find("</page>", page);
     const size_t w = html.find(">" + Word + "</word>", page);
-    if (w != std::string::npos && w < end) {
-      const size_t x = html.rfind("xMin=\"", w);
-      lefts.push_back(std::atof(html.c_str() + x + 6));
-    } else {
-      lefts.push_back(-1);
-    }
-    page = end;
+    lefts.push_back(w < end ? std::atof(html.c_str() + html.rfind("xMin=\"", w) + 6) : -1);
   }
   return lefts;
 }
@@ -65,25 +50,29 @@ TEST(RenderState, TheTitleReadsTheFirstRecords) {
   EXPECT_NE(pages[2].find("Page 3 of 3"), std::string::npos) << pages[2];
 }
 
-// Three copies of a report inside itself end at once, with one warning, and the run succeeds; a
-// chain of files that fans out past the expansion limit stops with one line and writes nothing.
+// Three copies of a report inside itself, drawn as the report or as a flowing subreport of
+// another, end at once, with one warning, and the run succeeds. A chain of files that
+// fans out past the expansion limit (3^10 under one band) stops with one line and writes nothing.
 TEST(RenderState, RunawaySubreports) {
   test::TTempDir dir;
   std::vector<TJson> self = {Label("s", 0, 0, 100, "Selfie")};
   for (int k = 0; k < 3; ++k) self.push_back(Subreport("self.qdr", 100.f * k, 14, false));
   dir.Write("self.qdr", Report({Band("Summary", 40, self)}));
-  TRun r = RunQuillet({"render", "self.qdr", "-o", "self.pdf"}, dir.Str());
-  ASSERT_EQ(r.Status, 0) << r.Err;
-  size_t warnings = 0;
-  for (size_t at = 0; (at = r.Err.find("includes itself", at)) != std::string::npos; ++at) ++warnings;
-  EXPECT_EQ(warnings, 1u) << r.Err;
-  EXPECT_EQ(PdfProblems(dir.File("self.pdf"), dir.File("raster")), "");
-
-  // level0 holds three level1, each three level2 ... : 3^10 expansions under one band.
+  dir.Write("main.qdr", Report({Band("PageBody", 40, {Subreport("self.qdr", 0, 0, true)})}));
+  TRun r;
+  for (const char* file : {"self.qdr", "main.qdr"}) {
+    r = RunQuillet({"render", file, "-o", "self.pdf"}, dir.Str());
+    ASSERT_EQ(r.Status, 0) << r.Err;
+    EXPECT_NE(r.Err.find("self.qdr includes itself"), std::string::npos) << r.Err;
+    EXPECT_EQ(r.Err.find("includes itself"), r.Err.rfind("includes itself")) << r.Err;
+    EXPECT_EQ(PdfProblems(dir.File("self.pdf"), dir.File("raster")), "");
+  }
+  // Drawn flowing from another report, the file's copies inside it draw nothing.
+  const std::string text = PdfPages(dir.File("self.pdf")).at(0);
+  EXPECT_TRUE(text.find("Selfie") != std::string::npos && text.find("Selfie") == text.rfind("Selfie")) << text;
   for (int level = 0; level < 10; ++level) {
-    std::vector<TJson> els;
-    for (int k = 0; k < 3; ++k) els.push_back(Subreport("level" + std::to_string(level + 1) + ".qdr", 0, 0, false));
-    dir.Write("level" + std::to_string(level) + ".qdr", Report({Band("Summary", 14, els)}));
+    const TJson sub = Subreport("level" + std::to_string(level + 1) + ".qdr", 0, 0, false);
+    dir.Write("level" + std::to_string(level) + ".qdr", Report({Band("Summary", 14, {sub, sub, sub})}));
   }
   dir.Write("level10.qdr", Report({Band("Summary", 14, {Label("l", 0, 0, 100, "Leaf")})}));
   r = RunQuillet({"render", "level0.qdr", "-o", "fan.pdf"}, dir.Str());
@@ -93,37 +82,39 @@ TEST(RenderState, RunawaySubreports) {
   EXPECT_TRUE(FilesEndingWith(dir.Path, ".pdf") == std::vector<std::string>{"self.pdf"});
 }
 
-// Page headers on the pages a flowing subreport starts stand where they stand on its first page.
-TEST(RenderState, PageHeadersInsideAFlowingSubreportKeepTheirPlace) {
+// Page headers and footers on the pages a flowing subreport starts stand where they stand on its
+// first page, and a static subreport inside the flowing one is offset by both lefts, once each.
+TEST(RenderState, PageBandsInsideAFlowingSubreportKeepTheirPlace) {
   test::TTempDir dir;
   std::string csv = "n\n";
   for (int i = 1; i <= 120; ++i) csv += std::to_string(i) + "\n";
   dir.Write("items.csv", csv);
-  dir.Write("rows.qdr", Report({Band("MasterData", 20, {Label("r", 0, 0, 100, "Row [n]")}, "Items")}));
+  dir.Write("inner.qdr", Report({Band("Summary", 14, {Label("i", 0, 0, 100, "Inner")})}));
+  dir.Write("rows.qdr", Report({Band("MasterData", 20, {Label("r", 0, 0, 100, "Row [n]"), Subreport("inner.qdr", 50, 0, false)},
+                                     "Items")}));
   dir.Write("main.qdr", Report({Band("PageHeader", 20, {Label("h", 0, 0, 200, "Heading [PageNo]")}),
+                                Band("PageFooter", 20, {Label("f", 0, 0, 200, "Footing [PageNo]")}),
                                 Band("PageBody", 20, {Subreport("rows.qdr", 150, 0, true)})}));
   const TRun r = RunQuillet({"render", "main.qdr", "-o", "flow.pdf", "--data", "Items=items.csv"}, dir.Str());
   ASSERT_EQ(r.Status, 0) << r.Err;
-  const std::vector<double> heads = WordLefts(dir.File("flow.pdf"), "Heading");
-  const std::vector<double> rows = WordLefts(dir.File("flow.pdf"), "Row");
+  const std::vector<double> heads = WordLefts(dir.File("flow.pdf"), "Heading"),
+                            feet = WordLefts(dir.File("flow.pdf"), "Footing"),
+                            rows = WordLefts(dir.File("flow.pdf"), "Row"), inner = WordLefts(dir.File("flow.pdf"), "Inner");
   ASSERT_GE(heads.size(), 3u);
   for (size_t p = 0; p < heads.size(); ++p) {
-    EXPECT_NEAR(heads[p], heads[0], 0.01) << "page " << p + 1;
-    EXPECT_NEAR(rows[p] - heads[p], 150, 0.01) << "page " << p + 1;
+    SCOPED_TRACE(p + 1);
+    EXPECT_NEAR(heads[p], heads[0], 0.01);
+    EXPECT_NEAR(feet[p], heads[0], 0.01);
+    EXPECT_NEAR(rows[p] - heads[p], 150, 0.01);
+    EXPECT_NEAR(inner[p] - rows[p], 50, 0.01);
   }
 }
 
 // A table too large to allocate is refused at load, by render and check alike.
 TEST(RenderState, OversizedTablesFailAtLoad) {
   test::TTempDir dir;
-  TJson table;
-  table["type"] = "Table";
-  table["name"] = "Grid";
-  table["rows"] = 1000;
-  table["cols"] = 30000;
-  dir.Write("grid.qdr", Report({Band("Summary", 40, {table})}));
-  for (const std::vector<std::string>& args :
-       {std::vector<std::string>{"render", "grid.qdr", "-o", "grid.pdf"}, std::vector<std::string>{"check", "grid.qdr"}}) {
+  dir.Write("grid.qdr", Report({Band("Summary", 40, {{{"type", "Table"}, {"name", "Grid"}, {"rows", 1000}, {"cols", 30000}}})}));
+  for (const std::vector<std::string>& args : {std::vector<std::string>{"render", "grid.qdr", "-o", "grid.pdf"}, {"check", "grid.qdr"}}) {
     const TRun r = RunQuillet(args, dir.Str());
     EXPECT_EQ(r.Status, 1) << r.Err;
     EXPECT_EQ(r.Out, "");

@@ -30,12 +30,11 @@ std::vector<std::string> OrdersRun(const std::string& Out, const std::string& Fo
           "Company=Quillet Trading"};
 }
 
+// The same report and data in this process, under the clock the program ran with.
 TEST(PageFiles, PngPagesAreThePagesThePreviewPaints) {
   test::TTempDir dir;
   const e2e::TRun run = RunQuillet(OrdersRun(dir.File("orders"), "png"));
   ASSERT_EQ(run.Status, 0) << run.Err;
-
-  // The same report and data in this process, under the clock the program ran with.
   enginetest::TScopedEnv clock("SOURCE_DATE_EPOCH", e2e::kSourceDateEpoch);
   TCsvDataSet orders("Orders", kOrdersCsv);
   orders.Open();
@@ -48,42 +47,37 @@ TEST(PageFiles, PngPagesAreThePagesThePreviewPaints) {
   engine.SetReportFile(kOrdersQdr);
   engine.AutoDiscoverDataSources();
   engine.InjectSystemVariables();
-  const int32_t n = CountReportPages(engine, page);
-  ASSERT_EQ(n, 2);
+  ASSERT_EQ(CountReportPages(engine, page), 2);
   EXPECT_EQ(dir.Count(), 2u);
-  for (int32_t i = 0; i < n; ++i) {
-    SCOPED_TRACE(i);
+  for (int32_t i = 0; i < 2; ++i) {
     const QImage file(QString::fromStdString(dir.File("orders-" + std::to_string(i + 1) + ".png")));
-    ASSERT_FALSE(file.isNull());
-    const QImage preview = RenderPreviewPage(engine, page, i, n, 1);
-    EXPECT_TRUE(file.convertToFormat(QImage::Format_RGB32) == preview.convertToFormat(QImage::Format_RGB32));
+    EXPECT_TRUE(file.convertToFormat(QImage::Format_RGB32) ==
+                RenderPreviewPage(engine, page, i, 2, 1).convertToFormat(QImage::Format_RGB32))
+        << i;
   }
 }
 
-TEST(PageFiles, AFailedRunLeavesNoPageBehind) {
-  struct TCase {
+// Nothing is left behind by a run that fails, before or after its first page (the orders make
+// two pages: a folder named like page 2 stops the run after page 1 is written), or that is
+// interrupted once its first page file is there (exit status 130).
+TEST(PageFiles, AFailedOrInterruptedRunLeavesNoPageBehind) {
+  auto with = [](std::vector<std::string> A, std::vector<std::string> More) {
+    A.insert(A.end(), More.begin(), More.end());
+    return A;
+  };
+  const struct {
     const char* Name;
     std::vector<std::string> Blockers;  // folders made before the run, in the way of its files
     std::vector<std::string> Args;
     int Status;
-  };
-  // The orders make two pages: a folder named like page 2 stops the run after page 1 is written.
-  const std::vector<TCase> cases = {
+  } cases[] = {
       {"page 2 cannot be written", {"p-2.png"}, OrdersRun("p", "png"), 1},
       {"no such folder", {}, OrdersRun("missing/p", "png"), 1},
       {"raster file cannot be written", {"out.pdf"}, OrdersRun("out.pdf", "raster"), 1},
-      {"missing data file",
-       {},
-       {"render", kOrdersQdr, "-o", "p", "--format", "png", "--data", "Orders=nothere.csv"},
-       1},
-      {"compression is for PDF only", {}, [] {
-         auto a = OrdersRun("p", "png");
-         a.insert(a.end(), {"--compression", "3"});
-         return a;
-       }(),
-       2},
+      {"missing data file", {}, {"render", kOrdersQdr, "-o", "p", "--format", "png", "--data", "Orders=nothere.csv"}, 1},
+      {"compression is for PDF only", {}, with(OrdersRun("p", "png"), {"--compression", "3"}), 2},
   };
-  for (const TCase& t : cases) {
+  for (const auto& t : cases) {
     SCOPED_TRACE(t.Name);
     test::TTempDir dir;
     for (const std::string& b : t.Blockers) fs::create_directory(dir.Path / b);
@@ -91,45 +85,26 @@ TEST(PageFiles, AFailedRunLeavesNoPageBehind) {
     EXPECT_EQ(run.Status, t.Status) << run.Err;
     EXPECT_EQ(dir.Count(), t.Blockers.size()) << "something was left behind";
   }
-}
 
-// Ctrl-C once the first page file is there: exit status 130 and every page file removed.
-TEST(PageFiles, AnInterruptedRunRemovesThePagesItWrote) {
   test::TTempDir dir;
-  std::string csv = "id,region,amount\n";
-  for (int i = 1; i <= 20000; ++i)
-    csv += std::to_string(i) + ",R" + std::to_string(i / 500) + "," + std::to_string(i % 997) + ".25\n";
+  std::string csv = "id\n";
+  for (int i = 1; i <= 20000; ++i) csv += std::to_string(i) + "\n";
   dir.Write("big.csv", csv);
-  dir.Write("big.qdr", e2e::Report({
-                           e2e::Band("PageHeader", 20, {e2e::Label("hdr", 0, 0, 300, "Page [PageNo] of [TotalPages]")}),
-                           e2e::Band("MasterData", 14, {e2e::Label("row", 0, 0, 300, "Order [id] [amount]")}, "Orders"),
-                       }));
-  FILE* err = std::tmpfile();
-  ASSERT_NE(err, nullptr);
+  dir.Write("big.qdr", e2e::Report({e2e::Band("MasterData", 14, {e2e::Label("row", 0, 0, 300, "Order [id]")}, "Orders")}));
+  const int quiet = ::open("/dev/null", O_WRONLY);
   const pid_t pid = e2e::SpawnQuillet({"render", "big.qdr", "-o", "big", "--format", "png", "--data", "Orders=big.csv"},
-                                      dir.Str(), ::fileno(err), ::fileno(err));
+                                      dir.Str(), quiet, quiet);
+  ::close(quiet);
   ASSERT_GE(pid, 0);
-  bool started = false, ended = false;
   const auto deadline = std::chrono::steady_clock::now() + 120s;
-  while (!started && !ended && std::chrono::steady_clock::now() < deadline) {
-    started = !e2e::FilesEndingWith(dir.Path, ".png").empty();
-    if (!started) {
-      int status = 0;
-      ended = ::waitpid(pid, &status, WNOHANG) == pid;
-      std::this_thread::sleep_for(2ms);
-    }
+  bool ended = false;
+  for (int status = 0; e2e::FilesEndingWith(dir.Path, ".png").empty() && !ended;) {
+    ended = ::waitpid(pid, &status, WNOHANG) == pid || std::chrono::steady_clock::now() > deadline;
+    std::this_thread::sleep_for(2ms);
   }
-  if (!started && !ended) {
-    ::kill(pid, SIGKILL);
-    e2e::WaitStatus(pid);
-  }
-  ASSERT_TRUE(started) << "no page file appeared";
-  ASSERT_EQ(::kill(pid, SIGINT), 0);
-  const int status = e2e::WaitStatus(pid);
-  std::rewind(err);
-  const std::string text = e2e::ReadFd(::fileno(err));
-  std::fclose(err);
-  EXPECT_EQ(status, 130) << text;
+  ASSERT_FALSE(ended) << "no page file appeared";
+  ::kill(pid, SIGINT);
+  EXPECT_EQ(e2e::WaitStatus(pid), 130);
   EXPECT_EQ(dir.Count(), 2u) << "page files left behind";
 }
 

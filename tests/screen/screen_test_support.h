@@ -1,13 +1,12 @@
 // Helpers of the screen tests: small images painted through the screen canvas, and what can be
-// read back from pixels (where a colour is, how much of it there is, where the ink is).
+// read back from pixels (where a colour or the ink is, which rows hold ink).
 #pragma once
 
 #include <QImage>
 #include <QPainter>
 #include <QRect>
 
-#include <cmath>
-#include <cstdint>
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <ostream>
@@ -26,8 +25,7 @@ struct TPaintedImage {
     PreparePagePainter(*Painter);
     Canvas = std::make_unique<TFmxRptCanvas>(Painter.get(), Scale, Gap, PageW, PageH);
   }
-  // Ends painting; the image is complete afterwards.
-  QImage& Done() {
+  QImage& Done() {  // ends painting
     Painter->end();
     return Image;
   }
@@ -49,32 +47,13 @@ inline TPixelTest Near(QRgb C, int Tolerance = 64) {
 // Dark ink: text, rules and barcodes, not light fills or half-covered edges of grey frames.
 inline bool IsInk(QRgb P) { return qGray(P) < 160; }
 
-// The smallest rectangle holding every pixel that passes Test (null when none does).
+// The smallest rectangle holding every pixel of a 32-bit image that passes Test (null when none does).
 inline QRect BoxOf(const QImage& Image, const TPixelTest& Test) {
   QRect box;
-  for (int y = 0; y < Image.height(); ++y) {
-    const QRgb* row = reinterpret_cast<const QRgb*>(Image.constScanLine(y));
+  for (int y = 0; y < Image.height(); ++y)
     for (int x = 0; x < Image.width(); ++x)
-      if (Test(row[x])) box |= QRect(x, y, 1, 1);
-  }
+      if (Test(reinterpret_cast<const QRgb*>(Image.constScanLine(y))[x])) box |= QRect(x, y, 1, 1);
   return box;
-}
-
-inline int CountOf(const QImage& Image, const TPixelTest& Test) {
-  int n = 0;
-  for (int y = 0; y < Image.height(); ++y) {
-    const QRgb* row = reinterpret_cast<const QRgb*>(Image.constScanLine(y));
-    for (int x = 0; x < Image.width(); ++x) n += Test(row[x]);
-  }
-  return n;
-}
-
-// How many pixels of black ink a column holds, antialiased edges counted by their share: a line
-// across the column gives its width.
-inline double DarknessOfColumn(const QImage& Image, int X) {
-  double sum = 0;
-  for (int y = 0; y < Image.height(); ++y) sum += (255.0 - qGray(Image.pixel(X, y))) / 255.0;
-  return sum;
 }
 
 // Both corners within Tolerance pixels.
@@ -83,18 +62,15 @@ inline bool SameBox(const QRect& A, const QRect& B, int Tolerance = 1) {
          std::abs(A.right() - B.right()) <= Tolerance && std::abs(A.bottom() - B.bottom()) <= Tolerance;
 }
 
-// Rows that hold a pixel darker than Threshold, as runs [first, last]: the text lines and rules
-// of a page. Image is 32 bits per pixel.
+// Rows of Area that hold a pixel darker than Threshold, as runs [first, last]: the text lines and
+// rules of a page.
 inline std::vector<std::pair<int, int>> InkRows(const QImage& Image, const QRect& Area, int Threshold = 160) {
   std::vector<std::pair<int, int>> runs;
-  bool in = false;
   for (int y = Area.top(); y <= Area.bottom(); ++y) {
-    const QRgb* row = reinterpret_cast<const QRgb*>(Image.constScanLine(y));
     bool ink = false;
-    for (int x = Area.left(); x <= Area.right() && !ink; ++x) ink = qGray(row[x]) < Threshold;
-    if (ink && !in) runs.push_back({y, y});
+    for (int x = Area.left(); x <= Area.right() && !ink; ++x) ink = qGray(Image.pixel(x, y)) < Threshold;
+    if (ink && (runs.empty() || runs.back().second != y - 1)) runs.push_back({y, y});
     if (ink) runs.back().second = y;
-    in = ink;
   }
   return runs;
 }
