@@ -31,24 +31,9 @@ class TReader {
  public:
   explicit TReader(const QByteArray& Data) : FData(Data) {}
   bool AtEnd() const { return FPos >= static_cast<size_t>(FData.size()); }
-  uint8_t U8() {
-    Need(1);
-    return static_cast<uint8_t>(FData[static_cast<qsizetype>(FPos++)]);
-  }
-  uint32_t U32() {
-    Need(4);
-    uint32_t v;
-    std::memcpy(&v, FData.constData() + FPos, 4);
-    FPos += 4;
-    return v;
-  }
-  float F() {
-    Need(4);
-    float v;
-    std::memcpy(&v, FData.constData() + FPos, 4);
-    FPos += 4;
-    return v;
-  }
+  uint8_t U8() { return Read<uint8_t>(); }
+  uint32_t U32() { return Read<uint32_t>(); }
+  float F() { return Read<float>(); }
   TRectF Rect() {
     TRectF r;
     r.Left = F();
@@ -63,6 +48,15 @@ class TReader {
     std::string s(FData.constData() + FPos, n);
     FPos += n;
     return s;
+  }
+
+  template <typename T>
+  T Read() {
+    Need(sizeof(T));
+    T v;
+    std::memcpy(&v, FData.constData() + FPos, sizeof(T));
+    FPos += sizeof(T);
+    return v;
   }
 
  private:
