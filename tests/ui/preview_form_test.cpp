@@ -202,6 +202,30 @@ TEST(PreviewForm, OnlyPagesNearTheViewportHoldPixels) {
   EXPECT_LE(w.Form.RenderedPageCount(), 4);
 }
 
+// Raster mode composes the given page images into one picture and saves them as a raster PDF.
+TEST(PreviewForm, RasterPagesShowAndSave) {
+  std::vector<QImage> pages;
+  for (QColor c : {QColor(Qt::red), QColor(Qt::blue)}) {
+    pages.emplace_back(200, 100, QImage::Format_RGB32);
+    pages.back().fill(c);
+  }
+  test::TTempDir dir;
+  TRptPreviewForm form;
+  std::vector<std::string> messages;
+  form.OnMessage = [&](const QString& M) { messages.push_back(M.toStdString()); };
+  form.OnAskSaveFile = [&] { return QString::fromStdString(dir.File("pages.pdf")); };
+  form.SetRasterPages(&pages, 150, 75);
+  EXPECT_EQ(form.PagesLabel()->text(), "2 pages");
+  // 200 x 100 pages, 20 apart, centred in a picture 40 wider.
+  EXPECT_EQ(form.Content()->size(), QSize(240, 20 + 2 * (100 + 20)));
+  form.DoBtnZoomOut();
+  form.DoBtnZoomOut();
+  EXPECT_EQ(form.Content()->size(), QSize(140, 20 + 2 * (50 + 20)));
+  form.DoBtnExport();
+  ASSERT_EQ(messages, std::vector<std::string>{"PDF saved:\r\n" + dir.File("pages.pdf")});
+  EXPECT_EQ(test::RunTool("qpdf --show-npages " + dir.File("pages.pdf")), "2\n");
+}
+
 // A page painted from its record has exactly the pixels of a fresh run of the report.
 TEST(PreviewRecords, ReplayedPagesEqualFreshRuns) {
   TMemDataSet rows("Rows");
