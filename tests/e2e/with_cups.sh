@@ -95,6 +95,16 @@ CONF
 if [ "$(id -u)" -eq 0 ]; then
   run_as="User lp
 Group lp"
+  # That user must reach the backend: in a root folder that only root may enter (a bare chroot
+  # made by mktemp) it cannot, every job would fail, and the tests would wait for nothing. They
+  # are skipped there instead.
+  if command -v setpriv >/dev/null &&
+     ! setpriv --reuid=lp --regid=lp --clear-groups /bin/sh -c "test -x '$serverbin/backend/quillet-spool'" 2>/dev/null; then
+    echo "with_cups.sh: the scheduler's user lp cannot run programs here; printing tests are skipped" >&2
+    unset CUPS_SERVER
+    "$@"
+    exit $?
+  fi
 else
   run_as="User $(id -un)
 Group $(id -gn)"
