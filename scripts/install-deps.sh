@@ -25,7 +25,9 @@ packages=(
   # the demo builds its shop database from an SQL script
   sqlite3
   # tests, sanitizers and fuzzing; fonts and PDF tools the tests check output with
-  libgtest-dev clang-14 libclang-rt-14-dev libfreetype-dev qpdf poppler-utils
+  libgtest-dev clang-14 libclang-rt-14-dev libfreetype-dev qpdf poppler-utils mupdf-tools
+  # the page pixel check (tests/pixels) hashes and compares pages in Python
+  python3
   fonts-dejavu-core fonts-dejavu-extra fonts-liberation2 fonts-texgyre fonts-crosextra-carlito
   fonts-crosextra-caladea
   # printing tests: a private CUPS scheduler the tests start in their own folder (not the cups
