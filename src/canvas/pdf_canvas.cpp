@@ -1,6 +1,7 @@
 #include "canvas/pdf_canvas.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <new>
 
@@ -16,6 +17,78 @@ namespace {
 // Bezier constants for quarter ellipses: K = 4(sqrt 2 - 1)/3 and its complement.
 constexpr double kKappa = 0.5522847498307936;
 constexpr double kKappaComplement = 0.4477152501692064;
+
+// V as FmtF writes it, in thousandths of a point: relative moves are computed from these, so a
+// run of them lands exactly where the absolute positions would.
+int64_t Thousandths(double V) {
+  std::string s;
+  s.reserve(24);
+  AppendDecimals(s, V, 3);
+  int64_t whole = 0, frac = 0;
+  size_t i = s[0] == '-' ? 1 : 0;
+  for (; i < s.size() && s[i] != '.'; ++i) whole = whole * 10 + (s[i] - '0');
+  int digits = 0;
+  if (i < s.size()) {
+    for (++i; i < s.size(); ++i, ++digits) frac = frac * 10 + (s[i] - '0');
+  }
+  for (; digits < 3; ++digits) frac *= 10;
+  const int64_t t = whole * 1000 + frac;
+  return s[0] == '-' ? -t : t;
+}
+
+// Thousandths as "0.###" text.
+void AppendThousandths(std::string& Out, int64_t T) {
+  if (T < 0) {
+    Out += '-';
+    T = -T;
+  }
+  Out += std::to_string(T / 1000);
+  int64_t frac = T % 1000;
+  if (frac == 0) return;
+  char d[4] = {static_cast<char>('0' + frac / 100), static_cast<char>('0' + frac / 10 % 10),
+               static_cast<char>('0' + frac % 10), 0};
+  int n = 3;
+  while (d[n - 1] == '0') --n;
+  Out += '.';
+  Out.append(d, static_cast<size_t>(n));
+}
+
+// A number as a reader takes it: correctly rounded, and digit by digit as simple lexers do
+// (integer part exact, then each decimal added as digit times a tenth that shrinks by tenths).
+double ReadCorrectly(std::string_view S) {
+  double v = 0;
+  std::from_chars(S.data(), S.data() + S.size(), v);
+  return v;
+}
+double ReadDigitByDigit(std::string_view S) {
+  size_t i = 0;
+  const bool neg = !S.empty() && S[0] == '-';
+  if (neg) ++i;
+  int64_t whole = 0;
+  for (; i < S.size() && S[i] != '.'; ++i) whole = whole * 10 + (S[i] - '0');
+  double v = static_cast<double>(whole);
+  double scale = 0.1;
+  if (i < S.size()) {
+    for (++i; i < S.size(); ++i) {
+      v = v + scale * (S[i] - '0');
+      scale *= 0.1;
+    }
+  }
+  return neg ? -v : v;
+}
+
+// True when a reader that adds the move Delta to the position Prev (in double arithmetic, as
+// PDF readers move text lines) arrives exactly where reading Target itself would put it, with
+// either way of reading numbers. Otherwise a relative move could shift a glyph across a
+// renderer's sub-pixel boundary.
+bool MoveIsExact(int64_t Prev, int64_t Delta, int64_t Target) {
+  std::string p, d, t;
+  AppendThousandths(p, Prev);
+  AppendThousandths(d, Delta);
+  AppendThousandths(t, Target);
+  return ReadCorrectly(p) + ReadCorrectly(d) == ReadCorrectly(t) &&
+         ReadDigitByDigit(p) + ReadDigitByDigit(d) == ReadDigitByDigit(t);
+}
 
 }  // namespace
 
@@ -56,26 +129,54 @@ void TPdfRptCanvas::SaveToFile() {
 
 void TPdfRptCanvas::FmtF(double V) { AppendDecimals(FContent, V, 3); }
 
-void TPdfRptCanvas::EmitColor(TAlphaColor C, const char* Op) {
-  // Pages repeat a handful of colours: each operator keeps the text of the last one it wrote.
-  TColorText& last = Op[1] == 'r' ? FLastFill : FLastStroke;
-  if (!last.Valid || last.Color != C) {
-    last.Text.clear();
-    AppendDecimals(last.Text, ((C >> 16) & 0xFF) / 255.0, 3);
-    last.Text += ' ';
-    AppendDecimals(last.Text, ((C >> 8) & 0xFF) / 255.0, 3);
-    last.Text += ' ';
-    AppendDecimals(last.Text, (C & 0xFF) / 255.0, 3);
-    last.Text += Op;
-    last.Color = C;
-    last.Valid = true;
-  }
-  FContent += last.Text;
+void TPdfRptCanvas::EmitColor(uint32_t Rgb, const char* Op) {
+  AppendDecimals(FContent, ((Rgb >> 16) & 0xFF) / 255.0, 3);
+  FContent += ' ';
+  AppendDecimals(FContent, ((Rgb >> 8) & 0xFF) / 255.0, 3);
+  FContent += ' ';
+  AppendDecimals(FContent, (Rgb & 0xFF) / 255.0, 3);
+  FContent += Op;
+}
+
+// Alpha is not part of what is painted: any colour that is not transparent is opaque.
+void TPdfRptCanvas::EmitFillColor(TAlphaColor C) {
+  const uint32_t rgb = C & 0xFFFFFF;
+  if (rgb == FState.FillRgb) return;
+  EmitColor(rgb, " rg\n");
+  FState.FillRgb = rgb;
+}
+
+void TPdfRptCanvas::EmitStrokeColor(TAlphaColor C) {
+  const uint32_t rgb = C & 0xFFFFFF;
+  if (rgb == FState.StrokeRgb) return;
+  EmitColor(rgb, " RG\n");
+  FState.StrokeRgb = rgb;
 }
 
 void TPdfRptCanvas::EmitWidth(float W) {
-  FmtF(std::max(0.1f, W));
+  const float w = std::max(0.1f, W);
+  if (w == FState.Width) return;
+  FmtF(w);
   FContent += " w\n";
+  FState.Width = w;
+}
+
+void TPdfRptCanvas::EndText() {
+  if (!FInText) return;
+  FContent += "ET\n";
+  FInText = false;
+}
+
+void TPdfRptCanvas::PushState() {
+  EndText();
+  FContent += "q\n";
+  FSavedState = FState;
+}
+
+void TPdfRptCanvas::PopState() {
+  EndText();
+  FContent += "Q\n";
+  FState = FSavedState;
 }
 
 void TPdfRptCanvas::EmitRect(const TRectF& R) {
@@ -145,6 +246,8 @@ void TPdfRptCanvas::BeginPage(float WidthPt, float HeightPt) {
   FPageFonts.clear();
   FLastPageFont = nullptr;
   FPageXObjs.clear();
+  FState = TGState{};  // every content stream starts from the default state
+  FInText = false;
   FInPage = true;
 }
 
@@ -171,6 +274,7 @@ std::string TPdfRptCanvas::ResourcesDict() const {
 
 void TPdfRptCanvas::EndPage() {
   if (!FInPage) return;
+  EndText();
   FWriter->AddPageContent(FPageW, FPageH, FContent, ResourcesDict());
   FInPage = false;
 }
@@ -179,6 +283,7 @@ void TPdfRptCanvas::EndPage() {
 
 void TPdfRptCanvas::FillRect(const TRectF& R, TAlphaColor Color) {
   if (IsTranspColor(Color)) return;
+  EndText();
   EmitFillColor(Color);
   EmitRect(R);
   FContent += " re f\n";
@@ -186,6 +291,7 @@ void TPdfRptCanvas::FillRect(const TRectF& R, TAlphaColor Color) {
 
 void TPdfRptCanvas::StrokeRect(const TRectF& R, TAlphaColor Color, float W) {
   if (IsTranspColor(Color)) return;
+  EndText();
   EmitStrokeColor(Color);
   EmitWidth(W);
   EmitRect(R);
@@ -194,6 +300,7 @@ void TPdfRptCanvas::StrokeRect(const TRectF& R, TAlphaColor Color, float W) {
 
 void TPdfRptCanvas::DrawLine(const TPointF& P1, const TPointF& P2, TAlphaColor Color, float W) {
   if (IsTranspColor(Color)) return;
+  EndText();
   EmitStrokeColor(Color);
   EmitWidth(W);
   EmitPoint(P1.X, FlipY(P1.Y));
@@ -204,6 +311,8 @@ void TPdfRptCanvas::DrawLine(const TPointF& P1, const TPointF& P2, TAlphaColor C
 
 void TPdfRptCanvas::DrawRoundRect(const TRectF& R, float Rx, float Ry, TAlphaColor Stroke, TAlphaColor Fill,
                                   float W) {
+  if (IsTranspColor(Fill) && IsTranspColor(Stroke)) return;
+  EndText();
   const double x = R.Left, y = R.Top, w = R.Right - R.Left, h = R.Bottom - R.Top;
   if (!IsTranspColor(Fill)) {
     EmitFillColor(Fill);
@@ -219,6 +328,8 @@ void TPdfRptCanvas::DrawRoundRect(const TRectF& R, float Rx, float Ry, TAlphaCol
 }
 
 void TPdfRptCanvas::DrawEllipse(const TRectF& R, TAlphaColor Stroke, TAlphaColor Fill, float W) {
+  if (IsTranspColor(Fill) && IsTranspColor(Stroke)) return;
+  EndText();
   const double x = R.Left, y = R.Top, w = R.Right - R.Left, h = R.Bottom - R.Top;
   if (!IsTranspColor(Fill)) {
     EmitFillColor(Fill);
@@ -235,6 +346,7 @@ void TPdfRptCanvas::DrawEllipse(const TRectF& R, TAlphaColor Stroke, TAlphaColor
 
 void TPdfRptCanvas::FillPath(const std::vector<TPointF>& Pts, TAlphaColor Color) {
   if (Pts.size() < 2 || IsTranspColor(Color)) return;
+  EndText();
   EmitFillColor(Color);
   EmitPoint(Pts[0].X, FlipY(Pts[0].Y));
   FContent += " m\n";
@@ -304,19 +416,82 @@ std::vector<std::string> TPdfRptCanvas::WrapText(TPDFFont& Font, std::string_vie
   return lines;
 }
 
-void TPdfRptCanvas::EmitTextLine(std::string_view Hex, double X, double Y, const std::string& FontName, float Size,
-                                 TAlphaColor Color) {
-  if (Hex.empty()) return;
-  FContent += "BT\n";
-  FContent += FontName;
-  FContent += ' ';
-  FmtF(Size);
-  FContent += " Tf\n";
+void TPdfRptCanvas::AppendGlyphLiteral(std::string& Out, std::span<const uint16_t> Gids) {
+  Out += '(';
+  for (const uint16_t g : Gids) {
+    for (const char c : {static_cast<char>(g >> 8), static_cast<char>(g & 0xFF)}) {
+      if (c == '(' || c == ')' || c == '\\') {
+        Out += '\\';
+        Out += c;
+      } else if (c == '\r') {
+        Out += "\\r";
+      } else {
+        Out += c;
+      }
+    }
+  }
+  Out += ')';
+}
+
+void TPdfRptCanvas::EmitTextLine(const TTextLine& L, const TPDFFontEntry& Font, float Size, TAlphaColor Color) {
+  if (!FInText) {
+    FContent += "BT\n";
+    FInText = true;
+    FTextX = FTextY = 0;  // a text object starts at the origin
+  }
+  if (FState.Font != &Font || FState.FontSize != Size) {
+    FContent += Font.ResName;
+    FContent += ' ';
+    FmtF(Size);
+    FContent += " Tf\n";
+    FState.Font = &Font;
+    FState.FontSize = Size;
+  }
   EmitFillColor(Color);
-  EmitPoint(X, FlipY(Y));
-  FContent += " Td\n<";
-  FContent += Hex;
-  FContent += "> Tj\nET\n";
+  // The move from the previous line where that is shorter and exact, else the absolute position.
+  const int64_t x = Thousandths(L.X), y = Thousandths(FlipY(L.Baseline));
+  const size_t at = FContent.size();
+  AppendThousandths(FContent, x - FTextX);
+  FContent += ' ';
+  AppendThousandths(FContent, y - FTextY);
+  const size_t relative = FContent.size() - at + 4;  // " Td\n"
+  FAbsolute.assign("1 0 0 1 ");
+  AppendThousandths(FAbsolute, x);
+  FAbsolute += ' ';
+  AppendThousandths(FAbsolute, y);
+  FAbsolute += " Tm\n";
+  if (FAbsolute.size() < relative || !MoveIsExact(FTextX, x - FTextX, x) || !MoveIsExact(FTextY, y - FTextY, y)) {
+    FContent.resize(at);
+    FContent += FAbsolute;
+  } else {
+    FContent += " Td\n";
+  }
+  FTextX = x;
+  FTextY = y;
+  AppendGlyphLiteral(FContent, std::span<const uint16_t>(FGids).subspan(L.First, L.Count));
+  FContent += " Tj\n";
+}
+
+bool TPdfRptCanvas::InkLeavesBox(const std::vector<TTextLine>& Lines, TPDFFont& Font, float Size,
+                                 const TRectF& R) {
+  // Ink that comes close to an edge counts as leaving: a renderer smooths a glyph's edge into the
+  // pixel beside it, and a clip through that pixel would have cut it.
+  constexpr double kMargin = 1.0;
+  const double left = R.Left + kMargin, right = R.Right - kMargin, top = R.Top + kMargin,
+               bottom = R.Bottom - kMargin;
+  const double perUnit = static_cast<double>(Size) / Font.UnitsPerEm();
+  for (const TTextLine& L : Lines) {
+    double pen = L.X;
+    for (size_t i = L.First; i < L.First + L.Count; ++i) {
+      const uint16_t gid = FGids[i];
+      const TPDFFont::TGlyphBox b = Font.GlyphInk(gid);
+      if (!b.Empty() && (pen + b.XMin * perUnit < left || pen + b.XMax * perUnit > right ||
+                         L.Baseline - b.YMax * perUnit < top || L.Baseline - b.YMin * perUnit > bottom))
+        return true;
+      pen += Font.GidWidth1000(gid) / 1000.0 * Size;
+    }
+  }
+  return false;
 }
 
 void TPdfRptCanvas::DrawText(const std::string& S, const TRectF& R, const TRptFont& F, TRptHorzAlign HA,
@@ -335,19 +510,30 @@ void TPdfRptCanvas::DrawText(const std::string& S, const TRectF& R, const TRptFo
   const size_t lineCount = WordWrap ? wrapped.size() : 1;
   const double top = TextBlockTop(R, VA, lineCount, m);
 
-  FContent += "q\n";
-  EmitRect(R);
-  FContent += " re W n\n";
+  FGids.clear();
+  FLines.clear();
   for (size_t i = 0; i < lineCount; ++i) {
     const double baseline = TextBaseline(top, m, i);
     if (TextLineBelowBox(R, baseline, m)) break;  // encoding marks glyphs used: only lines drawn are encoded
-    FHex.clear();
+    TTextLine line;
+    line.First = FGids.size();
     double advance = 0;
-    font.AppendEncodedText(WordWrap ? std::string_view(wrapped[i]) : std::string_view(S), FHex, advance);
-    const double x = TextLineX(R, HA, advance / 1000.0 * F.Size);
-    EmitTextLine(FHex, x, baseline, entry.ResName, F.Size, Color);
+    font.AppendGlyphs(WordWrap ? std::string_view(wrapped[i]) : std::string_view(S), FGids, advance);
+    line.Count = FGids.size() - line.First;
+    if (line.Count == 0) continue;
+    line.X = TextLineX(R, HA, advance / 1000.0 * F.Size);
+    line.Baseline = baseline;
+    FLines.push_back(line);
   }
-  FContent += "Q\n";
+  if (FLines.empty()) return;
+  const bool clip = InkLeavesBox(FLines, font, F.Size, R);
+  if (clip) {
+    PushState();
+    EmitRect(R);
+    FContent += " re W n\n";
+  }
+  for (const TTextLine& line : FLines) EmitTextLine(line, entry, F.Size, Color);
+  if (clip) PopState();
 }
 
 TSizeF TPdfRptCanvas::MeasureText(const std::string& S, const TRptFont& F) {
@@ -407,7 +593,9 @@ void TPdfRptCanvas::DrawImage(const TRectF& R, const TRptBitmap& Bmp, TRptImageS
     dx = R.Left + (bw - dw) / 2;
     dy = R.Top + (bh - dh) / 2;
   }
-  FContent += "q\n";
+  // Kept even when the image lies inside R: an image fills its box to the edge, and renderers
+  // draw the edge pixels differently with the clip than without.
+  PushState();
   EmitRect(R);
   FContent += " re W n\n";
   FmtF(dw);
@@ -419,7 +607,8 @@ void TPdfRptCanvas::DrawImage(const TRectF& R, const TRptBitmap& Bmp, TRptImageS
   FmtF(FlipY(dy + dh));
   FContent += " cm\n";
   FContent += name;
-  FContent += " Do\nQ\n";
+  FContent += " Do\n";
+  PopState();
 }
 
 }  // namespace quillet

@@ -1,10 +1,16 @@
 // The PDF surface: IRptCanvas operations become page-description operators in a content buffer;
 // each finished page goes to the object writer as a compressed content stream and a page object.
 // Text is set in embedded subset fonts from the font manager, images are embedded as JPEG.
+//
+// Page content is written as changes of state: the canvas knows the page's graphics and text
+// state (what a q/Q pair restores included) and writes a colour, width or font operator only when
+// its value changes. Texts in a row share one text object, each placed relative to the previous
+// one, and a text gets a clip only where its glyphs' ink can leave its box.
 #pragma once
 
 #include <map>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -56,20 +62,47 @@ class TPdfRptCanvas : public IRptCanvas {
   // words at single spaces, a word wider than the line kept whole.
   static std::vector<std::string> WrapText(TPDFFont& Font, std::string_view S, double Size, double MaxWidth);
 
+  // Appends a glyph string (two bytes a glyph, big-endian) as a PDF literal string: the bytes as
+  // they are, "(", ")" and "\\" escaped with a backslash and CR written as \r, so that no reader
+  // can take a line end apart.
+  static void AppendGlyphLiteral(std::string& Out, std::span<const uint16_t> Gids);
+
  private:
+  // What the content written so far has set: the colours and width (the page starts with black
+  // and 1), the font, and whether a text object is open and where its last line started.
+  struct TGState {
+    uint32_t FillRgb = 0;
+    uint32_t StrokeRgb = 0;
+    float Width = 1;
+    const TPDFFontEntry* Font = nullptr;
+    float FontSize = 0;
+  };
+  // One line of a text about to be written: its glyphs in FGids from First, and where it goes.
+  struct TTextLine {
+    size_t First = 0;
+    size_t Count = 0;
+    double X = 0;
+    double Baseline = 0;
+  };
+
   void FmtF(double V);
   double FlipY(double Y) const { return static_cast<double>(FPageH) - Y; }
-  void EmitColor(TAlphaColor C, const char* Op);
-  void EmitFillColor(TAlphaColor C) { EmitColor(C, " rg\n"); }
-  void EmitStrokeColor(TAlphaColor C) { EmitColor(C, " RG\n"); }
+  void EmitFillColor(TAlphaColor C);
+  void EmitStrokeColor(TAlphaColor C);
+  void EmitColor(uint32_t Rgb, const char* Op);
   void EmitWidth(float W);
   void EmitRect(const TRectF& R);
   void EmitPoint(double X, double Y);
   void EmitCurve(double X1, double Y1, double X2, double Y2, double X3, double Y3);
   void EmitEllipsePath(double X, double Y, double W, double H);
   void EmitRoundRectPath(double X, double Y, double W, double H, double Rx, double Ry);
-  void EmitTextLine(std::string_view Hex, double X, double Y, const std::string& FontName, float Size,
-                    TAlphaColor Color);
+  // Leaves an open text object (paths, images and clips cannot stand inside one).
+  void EndText();
+  void PushState();
+  void PopState();
+  void EmitTextLine(const TTextLine& L, const TPDFFontEntry& Font, float Size, TAlphaColor Color);
+  // True when the ink of the lines can reach outside R.
+  bool InkLeavesBox(const std::vector<TTextLine>& Lines, TPDFFont& Font, float Size, const TRectF& R);
   std::string ResourcesDict() const;
   void AddWarning(std::string Text);
 
@@ -84,13 +117,13 @@ class TPdfRptCanvas : public IRptCanvas {
   const TPDFFontEntry* FLastPageFont = nullptr;  // already in FPageFonts for this page
   std::map<std::string, int32_t> FPageXObjs;
   int32_t FImgCounter = 0;
-  std::string FHex;  // reused glyph buffer
-  struct TColorText {
-    bool Valid = false;
-    TAlphaColor Color = 0;
-    std::string Text;  // "r g b rg\n" or "r g b RG\n"
-  };
-  TColorText FLastFill, FLastStroke;
+  std::vector<uint16_t> FGids;      // glyphs of the text being drawn, reused
+  std::vector<TTextLine> FLines;    // its lines, reused
+  std::string FAbsolute;            // scratch for an absolute text position
+  TGState FState;                   // as the content written so far leaves it
+  TGState FSavedState;              // what the open q restores
+  bool FInText = false;             // between BT and ET
+  int64_t FTextX = 0, FTextY = 0;   // start of the text object's current line, in thousandths of a point
   std::vector<std::string> FWarnings;
 };
 

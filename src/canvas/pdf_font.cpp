@@ -430,6 +430,45 @@ void TPDFFont::AppendEncodedText(std::string_view S, std::string& Hex, double& A
   }
 }
 
+void TPDFFont::AppendGlyphs(std::string_view S, std::vector<uint16_t>& Gids, double& Advance1000) {
+  Advance1000 = 0;
+  size_t pos = 0;
+  while (pos < S.size()) {
+    const char32_t cp = DecodeUtf8At(S, pos);
+    const uint16_t gid = GidOf(cp);
+    MarkUsed(gid, cp);
+    Gids.push_back(gid);
+    Advance1000 += GidWidth1000(gid);
+  }
+}
+
+TPDFFont::TGlyphBox TPDFFont::GlyphInk(uint16_t Gid) {
+  const TGlyphBox fontBox{FXMin, FYMin, FXMax, FYMax};
+  if (FIsCFF || Gid >= FNumGlyphs) return fontBox;
+  if (FInk.empty()) {
+    FInk.resize(static_cast<size_t>(FNumGlyphs));
+    FInkKnown.assign(static_cast<size_t>(FNumGlyphs), false);
+  }
+  if (FInkKnown[Gid]) return FInk[Gid];
+  // loca and glyf were checked when the font was loaded; the glyph's own bytes are read with care.
+  TGlyphBox box = fontBox;
+  const TTableRef loca = FindTable("loca"), glyf = FindTable("glyf"), head = FindTable("head");
+  const bool longLoca = TableReader("head", head).S16(50) == 1;
+  const TByteReader locaR = TableReader("loca", loca), glyfR = TableReader("glyf", glyf);
+  const uint64_t start = longLoca ? locaR.U32Or0(uint64_t{Gid} * 4) : uint64_t{locaR.U16Or0(uint64_t{Gid} * 2)} * 2;
+  const uint64_t end = longLoca ? locaR.U32Or0(uint64_t{Gid + 1u} * 4)
+                                : uint64_t{locaR.U16Or0(uint64_t{Gid + 1u} * 2)} * 2;
+  if (end == start) {
+    box = TGlyphBox{};  // no outline
+  } else if (end > start && glyfR.InRange(start, 10)) {
+    const TGlyphBox own{glyfR.S16(start + 2), glyfR.S16(start + 4), glyfR.S16(start + 6), glyfR.S16(start + 8)};
+    if (!own.Empty() && own.YMin <= own.YMax) box = own;
+  }
+  FInk[Gid] = box;
+  FInkKnown[Gid] = true;
+  return box;
+}
+
 std::string TPDFFont::EncodeText(std::string_view S, double& Advance1000) {
   std::string hex;
   AppendEncodedText(S, hex, Advance1000);

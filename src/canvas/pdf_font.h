@@ -51,6 +51,8 @@ class TPDFFont {
   std::string EncodeText(std::string_view S, double& Advance1000);
   // As EncodeText, appending to a buffer the caller reuses.
   void AppendEncodedText(std::string_view S, std::string& Hex, double& Advance1000);
+  // The glyph ids of S appended to Gids, marked used as EncodeText marks them, and their advance.
+  void AppendGlyphs(std::string_view S, std::vector<uint16_t>& Gids, double& Advance1000);
   // The advance alone. Measuring marks nothing: only glyphs that are drawn reach the PDF.
   double TextWidth1000(std::string_view S);
 
@@ -64,6 +66,15 @@ class TPDFFont {
   // Writes the font's PDF objects; the Type0 font goes to the number reserved in ObjNum. Returns
   // the glyphs the subset left empty because their data is damaged.
   std::vector<uint16_t> EmitTo(TPDFVectorWriter& Writer) const;
+
+  // Where a glyph can put ink, in font units from its origin (y up). A glyph without outline gives
+  // an empty box (XMin > XMax). TrueType glyphs report their own box; CFF outlines, which are not
+  // read here, and glyph data that cannot be read give the font's bounding box.
+  struct TGlyphBox {
+    int16_t XMin = 0, YMin = 0, XMax = -1, YMax = -1;
+    bool Empty() const { return XMin > XMax; }
+  };
+  TGlyphBox GlyphInk(uint16_t Gid);
 
   // The used glyph ids in ascending order, and the code point last encoded with one of them.
   std::vector<uint16_t> UsedGlyphs() const;
@@ -136,6 +147,9 @@ class TPDFFont {
   std::unordered_map<char32_t, uint16_t> FCmapCache;
   // Indexed by glyph id: the code point last encoded with the glyph, or kNotUsed.
   std::vector<char32_t> FUsed;
+  // GlyphInk's answers by glyph id, filled on first use; FInkKnown marks the filled ones.
+  std::vector<TGlyphBox> FInk;
+  std::vector<bool> FInkKnown;
   int32_t FObjNum = 0;
 };
 

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <functional>
@@ -10,6 +11,7 @@
 #include <string>
 
 #include "canvas/pdf_canvas.h"
+#include "canvas/text_layout.h"
 #include "../support/test_support.h"
 
 namespace quillet {
@@ -54,11 +56,11 @@ TEST_F(PdfCanvasTest, ShapeOperatorsAreExact) {
        10, ""},
       {"ellipse",
        [](TPdfRptCanvas& c) { c.DrawEllipse(TRectF{0, 0, 100, 100}, 0x00000000, 0xFF000000, 1); }, 100,
-       "0 0 0 rg\n100 50 m\n100 77.614 77.614 100 50 100 c\n22.386 100 0 77.614 0 50 c\n"
+       "100 50 m\n100 77.614 77.614 100 50 100 c\n22.386 100 0 77.614 0 50 c\n"
        "0 22.386 22.386 0 50 0 c\n77.614 0 100 22.386 100 50 c\nf\n"},
       {"round rect, radius clamped",
        [](TPdfRptCanvas& c) { c.DrawRoundRect(TRectF{0, 0, 20, 10}, 8, 20, 0xFF000000, 0x00000000, 1); }, 10,
-       "0 0 0 RG\n1 w\n8 10 m\n12 10 l\n16.418 10 20 7.761 20 5 c\n20 5 l\n20 2.239 16.418 0 12 0 c\n"
+       "8 10 m\n12 10 l\n16.418 10 20 7.761 20 5 c\n20 5 l\n20 2.239 16.418 0 12 0 c\n"
        "8 0 l\n3.582 0 0 2.239 0 5 c\n0 5 l\n0 7.761 3.582 10 8 10 c\nh\nS\n"},
   };
   for (const auto& c : cases) {
@@ -80,8 +82,7 @@ TEST_F(PdfCanvasTest, TextLinesWrappingAndClipping) {
   };
   canvas.DrawText("one\r\ntwo", TRectF{0, 0, 200, 100}, f, rhaLeft, rvaTop, true, 0xFF000000);
   EXPECT_EQ(count(canvas.Content(), "Tj"), 2u);
-  EXPECT_EQ(canvas.Content().substr(0, 26), "q\n0 100 200 100 re W n\nBT\n");
-  EXPECT_NE(canvas.Content().find("/F0 10 Tf\n0 0 0 rg\n2 "), std::string::npos);
+  EXPECT_EQ(canvas.Content().substr(0, 15), "BT\n/F0 10 Tf\n2 ");  // black is the page's own colour
 
   canvas.BeginPage(200, 200);
   canvas.DrawText("one\r\ntwo", TRectF{0, 0, 200, 100}, f, rhaLeft, rvaTop, false, 0xFF000000);
@@ -92,6 +93,7 @@ TEST_F(PdfCanvasTest, TextLinesWrappingAndClipping) {
   canvas.BeginPage(200, 200);
   canvas.DrawText("a b c d e f", TRectF{0, 0, 10, 30}, f, rhaLeft, rvaTop, true, 0xFF000000);
   EXPECT_EQ(count(canvas.Content(), "Tj"), 3u);
+  EXPECT_EQ(canvas.Content().substr(0, 21), "q\n0 170 10 30 re W n\n");
 
   // Wrapping: a word wider than the line stays whole; the fit test includes equality.
   std::string resName;
@@ -110,6 +112,146 @@ TEST_F(PdfCanvasTest, TextLinesWrappingAndClipping) {
   EXPECT_FLOAT_EQ(canvas.MeasureWrappedHeight("", 50, f), 12);
   const float h1 = canvas.MeasureWrappedHeight("x", 50, f);
   EXPECT_NEAR(canvas.MeasureWrappedHeight("x\ny", 50, f), h1 * 2.15, 1e-3);
+}
+
+size_t CountOf(const std::string& S, const std::string& Sub) {
+  size_t n = 0;
+  for (size_t p = S.find(Sub); p != std::string::npos; p = S.find(Sub, p + 1)) ++n;
+  return n;
+}
+
+// Operators are written only when the state they set changes, and the canvas knows what a q/Q
+// pair restores.
+TEST_F(PdfCanvasTest, ContentWritesStateChangesOnly) {
+  const TRptFont sans = RptFont("DejaVu Sans", 10, false, false), bold = RptFont("DejaVu Sans", 10, true, false);
+  const TRectF roomy{0, 0, 150, 30}, tight{0, 0, 150, 6};
+  auto text = [](const TRptFont& F, TRectF R, TAlphaColor C) {
+    return [=](TPdfRptCanvas& c) { c.DrawText("Şişli İĞ", R, F, rhaLeft, rvaCenter, false, C); };
+  };
+  auto rect = [](TPdfRptCanvas& c) { c.FillRect(TRectF{0, 50, 10, 60}, 0xFF0000FF); };
+  auto line = [](TPdfRptCanvas& c) { c.DrawLine(TPointF{0, 0}, TPointF{10, 10}, 0xFF00FF00, 2); };
+  using TDraw = std::function<void(TPdfRptCanvas&)>;
+  const struct {
+    const char* What;
+    std::vector<TDraw> Draws;
+    size_t BT, Tf, rg, RG, w, Clips;
+  } cases[] = {
+      {"texts in a row share a text object", {text(sans, roomy, 0xFF000000), text(sans, roomy, 0xFF000000)}, 1, 1, 0, 0, 0, 0},
+      {"a colour is set once", {text(sans, roomy, 0xFFFF0000), text(sans, roomy, 0xFFFF0000)}, 1, 1, 1, 0, 0, 0},
+      {"alpha is not a change", {text(sans, roomy, 0xFFFF0000), text(sans, roomy, 0x80FF0000)}, 1, 1, 1, 0, 0, 0},
+      {"a new font or colour is", {text(sans, roomy, 0xFFFF0000), text(bold, roomy, 0xFF000000)}, 1, 2, 2, 0, 0, 0},
+      {"a path ends the text object, the font stays set",
+       {text(sans, roomy, 0xFF000000), rect, text(sans, roomy, 0xFF000000)}, 2, 1, 2, 0, 0, 0},
+      {"the path's colour is the text's colour now",
+       {rect, text(sans, roomy, 0xFF0000FF)}, 1, 1, 1, 0, 0, 0},
+      {"a text whose ink leaves its box is clipped", {text(sans, tight, 0xFF000000)}, 1, 1, 0, 0, 0, 1},
+      {"what Q restores is written again",
+       {text(sans, tight, 0xFFFF0000), text(sans, roomy, 0xFFFF0000)}, 2, 2, 2, 0, 0, 1},
+      {"stroke colour and width once", {line, line}, 0, 0, 0, 1, 1, 0},
+  };
+  for (const auto& c : cases) {
+    TPdfRptCanvas canvas(Path("state.pdf"));
+    canvas.BeginPage(200, 200);
+    for (const TDraw& d : c.Draws) d(canvas);
+    const std::string& s = canvas.Content();
+    EXPECT_EQ(CountOf(s, "BT\n"), c.BT) << c.What << "\n" << s;
+    EXPECT_LE(CountOf(s, "BT\n") - CountOf(s, "ET\n"), 1u) << c.What;  // the last one may be open
+    EXPECT_EQ(CountOf(s, " Tf\n"), c.Tf) << c.What;
+    EXPECT_EQ(CountOf(s, " rg\n"), c.rg) << c.What;
+    EXPECT_EQ(CountOf(s, " RG\n"), c.RG) << c.What;
+    EXPECT_EQ(CountOf(s, " w\n"), c.w) << c.What;
+    EXPECT_EQ(CountOf(s, " re W n\n"), c.Clips) << c.What;
+    EXPECT_EQ(CountOf(s, "q\n"), c.Clips) << c.What;
+    canvas.EndPage();
+  }
+}
+
+// Lines placed by moves relative to the previous one land exactly where their absolute positions
+// would: the content stream is read back and each move added up in thousandths of a point.
+TEST_F(PdfCanvasTest, RelativeMovesLandOnAbsolutePositions) {
+  const TRptFont f = RptFont("DejaVu Sans", 7.3f, false, false);
+  TPdfRptCanvas canvas(Path("moves.pdf"));
+  canvas.BeginPage(595.276f, 841.89f);
+  std::vector<std::pair<double, double>> expected;  // (x, baseline) of each text, in page points
+  std::string resName;
+  int32_t objNum = 0;
+  TPDFFont& font = canvas.FontManager().GetFont("DejaVu Sans", false, false, resName, objNum);
+  const TTextMetrics m = TextMetricsOf(font, f.Size);
+  const TRptHorzAlign aligns[] = {rhaLeft, rhaCenter, rhaRight};
+  for (int i = 0; i < 150; ++i) {
+    const float left = 20.37f + static_cast<float>(i % 5) * 101.13f, top = 30.1f + static_cast<float>(i / 5) * 25.7f;
+    const TRectF r{left, top, left + 97.77f, top + 24.3f};
+    const std::string s = "Row " + std::to_string(i * 7919 % 1000);
+    canvas.DrawText(s, r, f, aligns[i % 3], rvaCenter, false, 0xFF000000);
+    const double baseline = TextBaseline(TextBlockTop(r, rvaCenter, 1, m), m, 0);
+    expected.emplace_back(TextLineX(r, aligns[i % 3], font.TextWidth1000(s) / 1000.0 * f.Size),
+                          841.89f - baseline);
+  }
+  // Numbers of the content in thousandths; BT starts at the origin, Td moves, Tm sets.
+  std::istringstream in(canvas.Content());
+  std::vector<std::string> stack;
+  int64_t x = 0, y = 0;
+  size_t n = 0;
+  const auto thousandths = [](const std::string& T) { return std::llround(std::stod(T) * 1000); };
+  for (std::string tok; in >> tok;) {
+    if (tok == "BT") {
+      x = y = 0;
+    } else if (tok == "Td") {
+      x += thousandths(stack[stack.size() - 2]);
+      y += thousandths(stack[stack.size() - 1]);
+    } else if (tok == "Tm") {
+      x = thousandths(stack[stack.size() - 2]);
+      y = thousandths(stack[stack.size() - 1]);
+    } else if (tok == "Tj") {
+      ASSERT_LT(n, expected.size());
+      EXPECT_EQ(x, std::llround(expected[n].first * 1000)) << "text " << n;
+      EXPECT_EQ(y, std::llround(expected[n].second * 1000)) << "text " << n;
+      ++n;
+    }
+    stack.push_back(tok);
+  }
+  EXPECT_EQ(n, expected.size());
+  EXPECT_GT(CountOf(canvas.Content(), " Td\n"), 50u);  // the moves are really relative
+}
+
+// Every two-byte glyph value survives the literal string encoding: a file holding all 65,536 of
+// them, read back by qpdf.
+TEST_F(PdfCanvasTest, GlyphLiteralsRoundTripThroughQpdf) {
+  if (!HaveTool("qpdf")) GTEST_SKIP() << "qpdf not installed";
+  const std::string file = Path("strings.pdf");
+  {
+    TPDFVectorWriter w(file);
+    // 0x9F9F first: a byte PDFDocEncoding leaves undefined, so qpdf shows each string as bytes.
+    for (uint32_t block = 0; block < 256; ++block) {
+      std::vector<uint16_t> gids{0x9F9F};
+      for (uint32_t lo = 0; lo < 256; ++lo) gids.push_back(static_cast<uint16_t>(block << 8 | lo));
+      std::string body;
+      TPdfRptCanvas::AppendGlyphLiteral(body, gids);
+      w.BeginObj(w.AllocObj());
+      w.WB(body);
+      w.WL("");
+      w.EndObj();
+    }
+    w.SaveToFile();
+  }
+  int status = -1;
+  const std::string json = test::RunTool("qpdf --json-output '" + file + "' 2>&1", &status);
+  ASSERT_EQ(status, 0) << json.substr(0, 500);
+  std::string all;
+  for (uint32_t v = 0; v < 65536; ++v) {
+    if (v % 256 == 0) all += "\"b:9f9f";
+    static const char kHex[] = "0123456789abcdef";
+    all += {kHex[v >> 12], kHex[(v >> 8) & 15], kHex[(v >> 4) & 15], kHex[v & 15]};
+    if (v % 256 == 255) all += '"';
+  }
+  // The strings, in object order, without the rest of the JSON around them.
+  std::string found;
+  for (size_t p = json.find("\"b:"); p != std::string::npos; p = json.find("\"b:", p + 1))
+    found.append(json, p, json.find('"', p + 1) + 1 - p);
+  EXPECT_EQ(found.size(), all.size());
+  EXPECT_TRUE(found == all) << "a glyph value did not survive the literal string";
+  EXPECT_EQ(test::RunTool("qpdf --check '" + file + "' 2>&1", &status).find("No syntax or stream encoding errors") !=
+                std::string::npos, true);
 }
 
 TEST_F(PdfCanvasTest, ResourcesAndImageNames) {

@@ -373,8 +373,8 @@ TEST(Render, CompressionLevel) {
     EXPECT_EQ(PdfProblems(dir.File(out), dir.File("raster")), "");
     files[level] = ReadFile(dir.File(out));
   }
-  EXPECT_GE(Occurrences(files["0"], " Tf\n"), 120u);
-  EXPECT_LT(Occurrences(files["12"], " Tf\n"), 5u);
+  EXPECT_GE(Occurrences(files["0"], " Tj\n"), 120u);
+  EXPECT_LT(Occurrences(files["12"], " Tj\n"), 5u);
   EXPECT_LT(files["12"].size(), files["0"].size());
 }
 
