@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <new>
 
 #include "base/error.h"
@@ -551,8 +552,18 @@ float TPdfRptCanvas::MeasureWrappedHeight(const std::string& S, float W, const T
 
 // ---- images ------------------------------------------------------------------------------------
 
-void TPdfRptCanvas::DrawImage(const TRectF& R, const TRptBitmap& Bmp, TRptImageScale Mode) {
-  if (Bmp.IsEmpty()) return;
+namespace {
+
+// Two independent 64-bit hashes over the size and the pixels, eight bytes at a time.
+uint64_t Mix(uint64_t H, uint64_t V, uint64_t Mul) {
+  H ^= V * Mul;
+  H = (H << 29) | (H >> 35);
+  return H * 0x9E3779B97F4A7C15ULL;
+}
+
+}  // namespace
+
+int32_t TPdfRptCanvas::EmbedImage(const TRptBitmap& Bmp) {
   std::vector<uint8_t> jpeg;
   int32_t embeddedW = Bmp.Width, embeddedH = Bmp.Height;
   if (Bmp.Width > MaxJpegSide || Bmp.Height > MaxJpegSide) {
@@ -565,23 +576,49 @@ void TPdfRptCanvas::DrawImage(const TRectF& R, const TRptBitmap& Bmp, TRptImageS
       embeddedH = smaller.Height;
     } catch (const EQuilletError& e) {
       AddWarning("Image of " + size + " pixels not drawn: " + e.what());
-      return;
+      return 0;
     } catch (const std::bad_alloc&) {
       AddWarning("Image of " + size + " pixels not drawn: out of memory");
-      return;
+      return 0;
     }
     AddWarning("Image of " + size + " pixels scaled down to " + std::to_string(embeddedW) + " x " +
                std::to_string(embeddedH) + ", the largest JPEG size");
   } else {
     jpeg = EncodeJpeg(Bmp, 90);
   }
-  if (jpeg.empty()) return;
+  if (jpeg.empty()) return 0;
   const std::string dict = "/Type /XObject /Subtype /Image /Width " + std::to_string(embeddedW) + " /Height " +
                            std::to_string(embeddedH) +
                            " /ColorSpace /DeviceRGB /BitsPerComponent 8 /Filter /DCTDecode";
-  const int32_t obj = FWriter->AddStreamObject(dict, std::span<const uint8_t>(jpeg));
-  const std::string name = "/Im" + std::to_string(++FImgCounter);
-  FPageXObjs[name] = obj;
+  return FWriter->AddStreamObject(dict, std::span<const uint8_t>(jpeg));
+}
+
+void TPdfRptCanvas::DrawImage(const TRectF& R, const TRptBitmap& Bmp, TRptImageScale Mode) {
+  if (Bmp.IsEmpty()) return;
+  TImageKey key{0x243F6A8885A308D3ULL ^ static_cast<uint64_t>(Bmp.Width),
+                0x13198A2E03707344ULL ^ static_cast<uint64_t>(Bmp.Height)};
+  const uint8_t* p = Bmp.Pixels.data();
+  const size_t n = Bmp.Pixels.size();
+  size_t i = 0;
+  for (; i + 8 <= n; i += 8) {
+    uint64_t v;
+    std::memcpy(&v, p + i, 8);
+    key.A = Mix(key.A, v, 0xFF51AFD7ED558CCDULL);
+    key.B = Mix(key.B, v, 0xC4CEB9FE1A85EC53ULL);
+  }
+  uint64_t tail = n;
+  for (; i < n; ++i) tail = (tail << 8) | p[i];
+  key.A = Mix(key.A, tail, 0xFF51AFD7ED558CCDULL);
+  key.B = Mix(key.B, tail, 0xC4CEB9FE1A85EC53ULL);
+
+  auto it = FImages.find(key);
+  if (it == FImages.end()) {
+    const int32_t obj = EmbedImage(Bmp);
+    it = FImages.emplace(key, TImageObj{obj, obj ? "/Im" + std::to_string(++FImgCounter) : std::string()}).first;
+  }
+  if (it->second.Obj == 0) return;
+  const std::string& name = it->second.Name;
+  FPageXObjs[name] = it->second.Obj;
 
   const double bw = static_cast<double>(R.Right) - R.Left, bh = static_cast<double>(R.Bottom) - R.Top;
   double dw = bw, dh = bh, dx = R.Left, dy = R.Top;

@@ -1,6 +1,7 @@
 // The PDF surface: IRptCanvas operations become page-description operators in a content buffer;
 // each finished page goes to the object writer as a compressed content stream and a page object.
-// Text is set in embedded subset fonts from the font manager, images are embedded as JPEG.
+// Text is set in embedded subset fonts from the font manager, images are embedded as JPEG, each
+// distinct image once per document.
 //
 // Page content is written as changes of state: the canvas knows the page's graphics and text
 // state (what a q/Q pair restores included) and writes a colour, width or font operator only when
@@ -116,7 +117,20 @@ class TPdfRptCanvas : public IRptCanvas {
   std::map<std::string, int32_t> FPageFonts;
   const TPDFFontEntry* FLastPageFont = nullptr;  // already in FPageFonts for this page
   std::map<std::string, int32_t> FPageXObjs;
-  int32_t FImgCounter = 0;
+  // Every distinct image is written once per document, under one resource name on every page:
+  // /Im1 for the first, /Im2 for the second, ... Keyed by a 128-bit hash of the size and pixels.
+  struct TImageKey {
+    uint64_t A = 0, B = 0;
+    auto operator<=>(const TImageKey&) const = default;
+  };
+  struct TImageObj {
+    int32_t Obj = 0;  // 0: could not be embedded
+    std::string Name;
+  };
+  std::map<TImageKey, TImageObj> FImages;
+  int32_t FImgCounter = 0;  // distinct images embedded so far
+  // Writes the image object of Bmp; 0 when it cannot be embedded (with a warning).
+  int32_t EmbedImage(const TRptBitmap& Bmp);
   std::vector<uint16_t> FGids;      // glyphs of the text being drawn, reused
   std::vector<TTextLine> FLines;    // its lines, reused
   std::string FAbsolute;            // scratch for an absolute text position

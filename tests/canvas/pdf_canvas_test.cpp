@@ -264,9 +264,16 @@ TEST_F(PdfCanvasTest, ResourcesAndImageNames) {
   canvas.DrawImage(TRectF{0, 0, 40, 20}, bmp, risFit);
   EXPECT_EQ(canvas.Content(), "q\n0 80 40 20 re W n\n20 0 0 20 10 80 cm\n/Im1 Do\nQ\n");
   canvas.EndPage();
+  // The same pixels on the next page, twice, are the same image object under the same name; other
+  // pixels are the second image.
+  TRptBitmap other = bmp;
+  other.Pixels[5] = 1;
   canvas.BeginPage(100, 100);
-  canvas.DrawImage(TRectF{0, 0, 40, 20}, bmp, risStretch);
-  EXPECT_NE(canvas.Content().find("/Im2 Do"), std::string::npos);
+  canvas.DrawImage(TRectF{0, 0, 40, 20}, TRptBitmap(bmp), risStretch);
+  canvas.DrawImage(TRectF{0, 40, 40, 60}, other, risStretch);
+  canvas.DrawImage(TRectF{50, 0, 90, 20}, bmp, risCenter);
+  EXPECT_EQ(CountOf(canvas.Content(), "/Im1 Do"), 2u);
+  EXPECT_EQ(CountOf(canvas.Content(), "/Im2 Do"), 1u);
   canvas.SaveToFile();
 
   std::ifstream in(Path("res.pdf"), std::ios::binary);
@@ -274,7 +281,8 @@ TEST_F(PdfCanvasTest, ResourcesAndImageNames) {
   ss << in.rdbuf();
   const std::string pdf = ss.str();
   EXPECT_NE(pdf.find("/Resources << >>"), std::string::npos);
-  EXPECT_NE(pdf.find("/Resources << /XObject << /Im2 "), std::string::npos);
+  EXPECT_NE(pdf.find("/Resources << /XObject << /Im1 "), std::string::npos);
+  EXPECT_EQ(CountOf(pdf, "/Subtype /Image"), 2u);
   EXPECT_NE(pdf.find("/Width 2 /Height 2 /ColorSpace /DeviceRGB /BitsPerComponent 8 /Filter /DCTDecode"),
             std::string::npos);
 }
