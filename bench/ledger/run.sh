@@ -11,6 +11,9 @@
 #   SKIP_PEERS_ABOVE=N   run only Quillet above N rows (default: peers at every size)
 #   JOBS=2               parallel build jobs
 #   PYTHON=/usr/bin/python3  the Debian interpreter, where python3-reportlab is installed
+#   BASELINE_REV=REV     also build that git revision (for example HEAD~1 or main) in
+#                        LEDGER_WORK/baseline-build, configured as the build above, and time it in the
+#                        same run, beside the current build ("before" columns)
 set -euo pipefail
 
 here="$(cd "$(dirname "$0")" && pwd)"
@@ -25,6 +28,7 @@ work="${LEDGER_WORK:-bench/ledger/runs}"
 skip_above="${SKIP_PEERS_ABOVE:-}"
 jobs="${JOBS:-2}"
 py="${PYTHON:-/usr/bin/python3}"
+baseline_rev="${BASELINE_REV:-}"
 for n in "${sizes[@]}" "$runs" ${skip_above:+"$skip_above"}; do
   [[ "$n" =~ ^[0-9]+$ ]] || { echo "run.sh: not a number: $n" >&2; exit 2; }
 done
@@ -44,6 +48,26 @@ case "$build" in /*) quillet="$build/quillet" ;; esac
 [ -x "$quillet" ] || { echo "run.sh: no quillet program at $quillet" >&2; exit 1; }
 
 mkdir -p "$work/out"
+base_quillet=""
+if [ -n "$baseline_rev" ]; then
+  # The revision's tree, exported (not checked out), built with the same options as the build above.
+  rev=$(git rev-parse --verify "$baseline_rev^{commit}")
+  base_src="$work/baseline-src"
+  base_build="$work/baseline-build"
+  if [ "$(cat "$base_src/.rev" 2>/dev/null)" != "$rev" ]; then
+    rm -rf "$base_src" "$base_build"
+    mkdir -p "$base_src"
+    git archive "$rev" | tar -x -C "$base_src"
+    echo "$rev" >"$base_src/.rev"
+  fi
+  opts=(-DCMAKE_BUILD_TYPE="$(sed -n 's/^CMAKE_BUILD_TYPE:[A-Z]*=//p' "$build/CMakeCache.txt")")
+  with_qt=$(sed -n 's/^QUILLET_WITH_QT:[A-Z]*=//p' "$build/CMakeCache.txt")
+  [ -z "$with_qt" ] || opts+=(-DQUILLET_WITH_QT="$with_qt")
+  [ -f "$base_build/CMakeCache.txt" ] || cmake -S "$base_src" -B "$base_build" -G Ninja "${opts[@]}" >/dev/null
+  cmake --build "$base_build" --target quillet_cli -j "$jobs"
+  base_quillet="$(cd "$base_build" && pwd)/quillet"
+  echo "baseline: $baseline_rev ($(git log -1 --format='%h %s' "$rev"))"
+fi
 cairo_peer="$work/ledger_cairo"
 if [ ! -x "$cairo_peer" ] || [ "$here/anchors/ledger_cairo.c" -nt "$cairo_peer" ]; then
   # shellcheck disable=SC2046
@@ -100,7 +124,13 @@ for n in "${sizes[@]}"; do
     r="$wall $peak $(stat -c %s "$r_pdf")"
     "$py" "$here/words.py" "$q_pdf" "$c_pdf" "$r_pdf" || mismatch=1
   fi
-  echo "$n $pages $q $c $r $(cut -d' ' -f1-3 /proc/loadavg)" >>"$results"
+  b="- - -"
+  if [ -n "$base_quillet" ]; then
+    b_pdf="$work/out/before_$n.pdf"
+    measure before "$base_quillet" render "$here/ledger.qdr" -o "$b_pdf" --data "Ledger=$csv"
+    b="$wall $peak $(stat -c %s "$b_pdf")"
+  fi
+  echo "$n $pages $q $c $r $(cut -d' ' -f1-3 /proc/loadavg) $b" >>"$results"
 done
 
 echo

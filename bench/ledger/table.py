@@ -4,7 +4,8 @@
 Usage: table.py RESULTS.tsv RUNS
 
 RESULTS.tsv has one line per size: rows, pages, then wall seconds, peak KiB and PDF bytes for
-Quillet, cairo and ReportLab ("-" where a peer was skipped), then the three load averages.
+Quillet, cairo and ReportLab ("-" where a peer was skipped), then the three load averages, then
+optionally the same three figures for the baseline build ("before", run.sh's BASELINE_REV).
 """
 import sys
 
@@ -15,7 +16,8 @@ TIME_VS_CAIRO = 0.5          # at 100,000 rows
 TIME_VS_REPORTLAB = 0.25     # at 100,000 rows
 PER_PAGE_GROWTH = 1.2        # time per page at 1,000,000 rows / at 10,000 rows
 PEAK_MIB = 64.0              # at 1,000,000 rows
-SIZE_VS_REPORTLAB = 1.15     # at 100,000 rows
+SIZE_VS_REPORTLAB = 0.85     # at 100,000 rows
+SIZE_VS_CAIRO = 1.3          # at 100,000 rows
 
 
 def num(text):
@@ -34,6 +36,9 @@ def load(path):
             wall, peak, size = (num(x) for x in f[2 + 3 * i:5 + 3 * i])
             rec[name] = None if wall is None else {
                 "wall": wall, "mib": peak / 1024, "size": size}
+        rec["before"] = None
+        if len(f) >= 17 and f[14] != "-":
+            rec["before"] = {"wall": float(f[14]), "mib": float(f[15]) / 1024, "size": float(f[16])}
         rows[n] = rec
     return rows
 
@@ -91,6 +96,24 @@ def main(argv):
         print("peers skipped above SKIP_PEERS_ABOVE at: " + ", ".join(f"{n:,}" for n in skipped)
               + " rows")
 
+    if any(r["before"] for r in rows.values()):
+        print()
+        print("against the baseline build (BASELINE_REV), same run:")
+        head2 = ["rows", "before s", "before MiB", "before size", "Q/before time", "Q/before size",
+                 "before ms/page", "Q ms/page"]
+        body2 = []
+        for n in sorted(rows):
+            r, b = rows[n], rows[n]["before"]
+            if not b:
+                continue
+            q = r["quillet"]
+            body2.append([f"{n:,}", f"{b['wall']:.3f}", f"{b['mib']:.1f}", size_text(b["size"]),
+                          fmt(ratio(q["wall"], b["wall"]), ".2f"), fmt(ratio(q["size"], b["size"]), ".2f"),
+                          f"{1000 * b['wall'] / r['pages']:.3f}", f"{1000 * q['wall'] / r['pages']:.3f}"])
+        w2 = [max(len(str(x[i])) for x in [head2] + body2) for i in range(len(head2))]
+        for line in [head2] + body2:
+            print("  ".join(str(x).rjust(w) for x, w in zip(line, w2)))
+
     largest = max(rows)
     growth = None
     if 10000 in rows and largest > 10000:
@@ -130,6 +153,10 @@ def main(argv):
             ratio(field(at100k or {}, "quillet", "size"),
                   field(at100k or {}, "reportlab", "size")),
             SIZE_VS_REPORTLAB, no100k)
+    verdict("PDF size at 100,000 rows, Quillet / cairo",
+            ratio(field(at100k or {}, "quillet", "size"),
+                  field(at100k or {}, "cairo", "size")),
+            SIZE_VS_CAIRO, no100k)
 
 
 if __name__ == "__main__":
