@@ -13,6 +13,7 @@
 #include <jerror.h>
 #include <png.h>
 
+#include "base/byte_reader.h"
 #include "base/error.h"
 #include "base/file_io.h"
 
@@ -439,10 +440,88 @@ TRptBitmap DecodeImage(std::span<const uint8_t> Data) {
 
 TRptBitmap LoadImageFile(const std::string& FileName) {
   const std::string bytes = ReadWholeFile(FileName);
+  const std::span<const uint8_t> data(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
+  TRptBitmap bmp;
   try {
-    return DecodeImage({reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()});
+    bmp = DecodeImage(data);
   } catch (const EQuilletError& E) {
     throw EQuilletError(E.what(), FileName, E.Offset());
+  }
+  auto source = std::make_shared<TRptImageSource>();
+  source->Format = data[0] == 0xFF ? rifJpeg : rifPng;  // DecodeImage took one of the two signatures
+  source->Bytes.assign(data.begin(), data.end());
+  bmp.Source = std::move(source);
+  return bmp;
+}
+
+namespace {
+
+bool InspectJpeg(const TByteReader& R, TJpegEmbedInfo& Info) {
+  if (R.U16(0) != 0xFFD8) return false;
+  bool jfif = false, adobe = false, sof = false;
+  int adobeTransform = -1;
+  uint8_t ids[4] = {};
+  uint64_t pos = 2;
+  // Each segment moves on by at least two bytes, so the walk ends.
+  for (;;) {
+    if (R.U8(pos) != 0xFF) return false;
+    while (R.U8(pos) == 0xFF) ++pos;  // fill bytes
+    const uint8_t m = R.U8(pos++);
+    if (m == 0xDA) break;  // the first scan: everything that matters came before it
+    if (m == 0xD9 || m == 0xD8 || m == 0x01 || (m >= 0xD0 && m <= 0xD7)) return false;
+    const uint16_t len = R.U16(pos);
+    if (len < 2) return false;
+    const uint64_t d = pos + 2, dataLen = len - 2u;
+    R.Need(d, dataLen);
+    const TByteReader seg = R.Sub(d, dataLen, "Truncated JPEG segment");
+    if (m == 0xE0 && dataLen >= 5 && std::memcmp(seg.Data(), "JFIF", 5) == 0) {
+      jfif = true;
+    } else if (m == 0xEE && dataLen >= 12 && std::memcmp(seg.Data(), "Adobe", 5) == 0) {
+      adobe = true;
+      adobeTransform = seg.U8(11);
+    } else if (m >= 0xC0 && m <= 0xCF && m != 0xC4 && m != 0xC8 && m != 0xCC) {
+      // Frame headers: only Huffman baseline (C0) and progressive (C2) pass, once.
+      if (sof || (m != 0xC0 && m != 0xC2)) return false;
+      sof = true;
+      if (seg.U8(0) != 8) return false;
+      Info.Height = seg.U16(1);
+      Info.Width = seg.U16(3);
+      Info.Components = seg.U8(5);
+      if (Info.Width == 0 || Info.Height == 0) return false;  // height given later (DNL): not for us
+      if (Info.Components != 1 && Info.Components != 3 && Info.Components != 4) return false;
+      for (int c = 0; c < Info.Components; ++c) ids[c] = seg.U8(6 + 3 * uint64_t(c));
+    }
+    pos = d + dataLen;
+  }
+  if (!sof) return false;
+  Info.AdobeInverted = false;
+  if (Info.Components == 3) {
+    // Readers honour an Adobe segment's transform; without one, a JFIF file is YCbCr. A bare file
+    // is YCbCr to a PDF reader but may be RGB to a decoder that reads component ids: only the
+    // usual ids 1, 2, 3 are safe.
+    if (adobe) return adobeTransform == 0 || adobeTransform == 1;
+    return jfif || (ids[0] == 1 && ids[1] == 2 && ids[2] == 3);
+  }
+  if (Info.Components == 4) {
+    if (adobe && adobeTransform != 0) return false;  // YCCK
+    Info.AdobeInverted = adobe;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool InspectJpegForEmbedding(std::span<const uint8_t> Data, TJpegEmbedInfo& Info) {
+  Info = TJpegEmbedInfo{};
+  try {
+    if (!InspectJpeg(TByteReader(Data.data(), Data.size(), "Truncated JPEG"), Info)) {
+      Info = TJpegEmbedInfo{};
+      return false;
+    }
+    return true;
+  } catch (const EQuilletError&) {
+    Info = TJpegEmbedInfo{};
+    return false;
   }
 }
 

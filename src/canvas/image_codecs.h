@@ -26,8 +26,23 @@ TRptBitmap DecodeJpeg(std::span<const uint8_t> Data);
 // Decodes PNG or JPEG by the file signature; anything else raises "Unsupported image format".
 TRptBitmap DecodeImage(std::span<const uint8_t> Data);
 
-// Reads and decodes an image file. Failures carry the file name in EQuilletError::FileName().
+// Reads and decodes an image file and keeps its bytes as the bitmap's Source. Failures carry the
+// file name in EQuilletError::FileName().
 TRptBitmap LoadImageFile(const std::string& FileName);
+
+// A JPEG file as a PDF reader's DCT decoder takes it.
+struct TJpegEmbedInfo {
+  int32_t Width = 0;
+  int32_t Height = 0;
+  int Components = 0;          // 1 grey, 3 colour, 4 CMYK
+  bool AdobeInverted = false;  // CMYK stored as 255 - ink (marked by an Adobe segment)
+};
+
+// Reads the markers of a JPEG file up to its first scan. Returns false, never throws, unless the
+// file is an 8-bit Huffman baseline or progressive JPEG of 1, 3 or 4 components whose colours every
+// PDF reader decodes as our decoder does: grey, YCbCr or RGB, plain or Adobe-inverted CMYK (not
+// YCCK).
+bool InspectJpegForEmbedding(std::span<const uint8_t> Data, TJpegEmbedInfo& Info);
 
 // The largest width or height the JPEG encoder takes, in pixels.
 inline constexpr int32_t MaxJpegSide = 65500;

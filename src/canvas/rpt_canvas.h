@@ -42,12 +42,22 @@ inline TRptFont RptFont(std::string Name, float Size, bool Bold, bool Italic) {
 // A colour whose alpha byte is zero is "no colour": such fills and strokes are not painted.
 inline bool IsTranspColor(TAlphaColor C) { return (C >> 24) == 0; }
 
+// The file an image was decoded from, kept so that a canvas able to embed it as it is (the PDF
+// canvas and a JPEG) need not re-encode the pixels.
+enum TRptImageFormat { rifPng, rifJpeg };
+struct TRptImageSource {
+  TRptImageFormat Format = rifPng;
+  std::vector<uint8_t> Bytes;
+};
+
 // A framework-independent image: straight (not premultiplied) 8-bit RGBA pixels, rows packed top
-// to bottom, 4 * Width bytes each.
+// to bottom, 4 * Width bytes each. Source, when set, is the encoded file these pixels came from;
+// canvases that do not use it ignore it.
 struct TRptBitmap {
   int32_t Width = 0;
   int32_t Height = 0;
   std::vector<uint8_t> Pixels;
+  std::shared_ptr<const TRptImageSource> Source = nullptr;
 
   bool IsEmpty() const { return Width <= 0 || Height <= 0; }
   // True when any pixel is not fully opaque.
