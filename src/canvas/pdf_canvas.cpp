@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 
@@ -561,36 +562,145 @@ uint64_t Mix(uint64_t H, uint64_t V, uint64_t Mul) {
   return H * 0x9E3779B97F4A7C15ULL;
 }
 
+// Appends Row (Bytes bytes, Bpp bytes a pixel) as one row of PNG-predicted data: a filter byte and
+// the row filtered by whichever of None, Sub, Up and Paeth leaves the smallest sum of magnitudes,
+// the usual guess at what deflates best. Prev is the previous row, null for the first.
+void AppendPredictedRow(std::vector<uint8_t>& Out, const uint8_t* Row, const uint8_t* Prev, size_t Bytes, size_t Bpp,
+                        std::vector<uint8_t>& Scratch) {
+  Scratch.resize(Bytes * 4);
+  uint8_t* f[4] = {Scratch.data(), Scratch.data() + Bytes, Scratch.data() + 2 * Bytes, Scratch.data() + 3 * Bytes};
+  uint64_t cost[4] = {};
+  for (size_t i = 0; i < Bytes; ++i) {
+    const int a = i >= Bpp ? Row[i - Bpp] : 0, b = Prev ? Prev[i] : 0, c = Prev && i >= Bpp ? Prev[i - Bpp] : 0;
+    const int p = a + b - c, pa = std::abs(p - a), pb = std::abs(p - b), pc = std::abs(p - c);
+    const int paeth = pa <= pb && pa <= pc ? a : pb <= pc ? b : c;
+    const uint8_t v[4] = {Row[i], uint8_t(Row[i] - a), uint8_t(Row[i] - b), uint8_t(Row[i] - paeth)};
+    for (int k = 0; k < 4; ++k) {
+      f[k][i] = v[k];
+      cost[k] += v[k] < 128 ? v[k] : 256 - v[k];
+    }
+  }
+  static constexpr uint8_t kPngFilter[4] = {0, 1, 2, 4};
+  const int best = int(std::min_element(cost, cost + 4) - cost);
+  Out.push_back(kPngFilter[best]);
+  Out.insert(Out.end(), f[best], f[best] + Bytes);
+}
+
+bool PixelsMatch(const TRptBitmap& Bmp) {
+  return Bmp.Pixels.size() % 4 == 0 && Bmp.Pixels.size() / 4 == uint64_t(Bmp.Width) * uint64_t(Bmp.Height);
+}
+
+std::string ImageDictHead(int32_t W, int32_t H, const char* ColorSpace) {
+  return "/Type /XObject /Subtype /Image /Width " + std::to_string(W) + " /Height " + std::to_string(H) +
+         " /ColorSpace " + ColorSpace + " /BitsPerComponent 8";
+}
+
+std::string PredictorParms(size_t Colors, int32_t Columns) {
+  return " /DecodeParms << /Predictor 15 /Colors " + std::to_string(Colors) + " /Columns " +
+         std::to_string(Columns) + " >>";
+}
+
 }  // namespace
 
-int32_t TPdfRptCanvas::EmbedImage(const TRptBitmap& Bmp) {
-  std::vector<uint8_t> jpeg;
-  int32_t embeddedW = Bmp.Width, embeddedH = Bmp.Height;
+void TPdfRptCanvas::SetJpegQuality(int Quality) {
+  if (Quality < 0 || Quality > 100) throw EQuilletError("JPEG quality must be 0 to 100");
+  FJpegQuality = Quality;
+}
+
+int32_t TPdfRptCanvas::EmbedJpegSource(const TRptBitmap& Bmp) {
+  const std::vector<uint8_t>& bytes = Bmp.Source->Bytes;
+  TJpegEmbedInfo info;
+  if (!InspectJpegForEmbedding(bytes, info) || info.Width != Bmp.Width || info.Height != Bmp.Height) return 0;
+  std::string dict = ImageDictHead(info.Width, info.Height,
+                                   info.Components == 1   ? "/DeviceGray"
+                                   : info.Components == 3 ? "/DeviceRGB"
+                                                          : "/DeviceCMYK");
+  if (info.AdobeInverted) dict += " /Decode [1 0 1 0 1 0 1 0]";
+  dict += " /Filter /DCTDecode";
+  return FWriter->AddStreamObject(dict, std::span<const uint8_t>(bytes));
+}
+
+int32_t TPdfRptCanvas::EmbedSoftMask(const TRptBitmap& Bmp) {
+  const size_t w = size_t(Bmp.Width), h = size_t(Bmp.Height);
+  std::vector<uint8_t> alpha(w), prev(w), data, scratch;
+  data.reserve((w + 1) * h);
+  for (size_t y = 0; y < h; ++y) {
+    const uint8_t* src = Bmp.Pixels.data() + y * w * 4;
+    for (size_t x = 0; x < w; ++x) alpha[x] = src[x * 4 + 3];
+    AppendPredictedRow(data, alpha.data(), y ? prev.data() : nullptr, w, 1, scratch);
+    alpha.swap(prev);
+  }
+  return FWriter->AddStreamObjectFlate(ImageDictHead(Bmp.Width, Bmp.Height, "/DeviceGray") + PredictorParms(1, Bmp.Width),
+                                       std::span<const uint8_t>(data));
+}
+
+int32_t TPdfRptCanvas::EmbedFlate(const TRptBitmap& Bmp) {
+  const size_t w = size_t(Bmp.Width), h = size_t(Bmp.Height), n = w * h;
+  const uint8_t* px = Bmp.Pixels.data();
+  bool grey = true, opaque = true;
+  for (size_t i = 0; i < n && (grey || opaque); ++i, px += 4) {
+    grey = grey && px[0] == px[1] && px[1] == px[2];
+    opaque = opaque && px[3] == 255;
+  }
+  const size_t comps = grey ? 1 : 3, rowBytes = w * comps;
+  std::vector<uint8_t> row(rowBytes), prev(rowBytes), data, scratch;
+  data.reserve((rowBytes + 1) * h);
+  for (size_t y = 0; y < h; ++y) {
+    const uint8_t* src = Bmp.Pixels.data() + y * w * 4;
+    if (grey) {
+      for (size_t x = 0; x < w; ++x) row[x] = src[x * 4];
+    } else {
+      for (size_t x = 0; x < w; ++x) std::memcpy(&row[x * 3], src + x * 4, 3);
+    }
+    AppendPredictedRow(data, row.data(), y ? prev.data() : nullptr, rowBytes, comps, scratch);
+    row.swap(prev);
+  }
+  std::string dict = ImageDictHead(Bmp.Width, Bmp.Height, grey ? "/DeviceGray" : "/DeviceRGB");
+  if (!opaque) dict += " /SMask " + std::to_string(EmbedSoftMask(Bmp)) + " 0 R";
+  dict += PredictorParms(comps, Bmp.Width);
+  return FWriter->AddStreamObjectFlate(dict, std::span<const uint8_t>(data));
+}
+
+int32_t TPdfRptCanvas::EmbedAsJpeg(const TRptBitmap& Bmp) {
   if (Bmp.Width > MaxJpegSide || Bmp.Height > MaxJpegSide) {
     // Too large for JPEG: embedded at the largest size JPEG takes, still placed by its own size.
-    const std::string size = std::to_string(Bmp.Width) + " x " + std::to_string(Bmp.Height);
-    try {
-      const TRptBitmap smaller = ShrinkToFit(Bmp, MaxJpegSide);
-      jpeg = EncodeJpeg(smaller, 90);
-      embeddedW = smaller.Width;
-      embeddedH = smaller.Height;
-    } catch (const EQuilletError& e) {
-      AddWarning("Image of " + size + " pixels not drawn: " + e.what());
-      return 0;
-    } catch (const std::bad_alloc&) {
-      AddWarning("Image of " + size + " pixels not drawn: out of memory");
-      return 0;
-    }
-    AddWarning("Image of " + size + " pixels scaled down to " + std::to_string(embeddedW) + " x " +
-               std::to_string(embeddedH) + ", the largest JPEG size");
-  } else {
-    jpeg = EncodeJpeg(Bmp, 90);
+    const TRptBitmap smaller = ShrinkToFit(Bmp, MaxJpegSide);
+    const std::vector<uint8_t> jpeg = EncodeJpeg(smaller, FJpegQuality);
+    AddWarning("Image of " + std::to_string(Bmp.Width) + " x " + std::to_string(Bmp.Height) +
+               " pixels scaled down to " + std::to_string(smaller.Width) + " x " + std::to_string(smaller.Height) +
+               ", the largest JPEG size");
+    return FWriter->AddStreamObject(ImageDictHead(smaller.Width, smaller.Height, "/DeviceRGB") + " /Filter /DCTDecode",
+                                    std::span<const uint8_t>(jpeg));
   }
-  if (jpeg.empty()) return 0;
-  const std::string dict = "/Type /XObject /Subtype /Image /Width " + std::to_string(embeddedW) + " /Height " +
-                           std::to_string(embeddedH) +
-                           " /ColorSpace /DeviceRGB /BitsPerComponent 8 /Filter /DCTDecode";
+  std::string dict = ImageDictHead(Bmp.Width, Bmp.Height, "/DeviceRGB");
+  std::vector<uint8_t> jpeg;
+  if (Bmp.HasTransparency()) {
+    // The colours as they are, the alpha beside them: compositing here would show white where the
+    // page has another colour.
+    TRptBitmap colours{Bmp.Width, Bmp.Height, Bmp.Pixels};
+    for (size_t i = 3; i < colours.Pixels.size(); i += 4) colours.Pixels[i] = 255;
+    jpeg = EncodeJpeg(colours, FJpegQuality);
+    dict += " /SMask " + std::to_string(EmbedSoftMask(Bmp)) + " 0 R";
+  } else {
+    jpeg = EncodeJpeg(Bmp, FJpegQuality);
+  }
+  dict += " /Filter /DCTDecode";
   return FWriter->AddStreamObject(dict, std::span<const uint8_t>(jpeg));
+}
+
+int32_t TPdfRptCanvas::EmbedImage(const TRptBitmap& Bmp) {
+  const std::string size = std::to_string(Bmp.Width) + " x " + std::to_string(Bmp.Height);
+  try {
+    if (!PixelsMatch(Bmp)) throw EQuilletError("pixel data does not match the bitmap size");
+    if (Bmp.Source && Bmp.Source->Format == rifJpeg)
+      if (const int32_t obj = EmbedJpegSource(Bmp)) return obj;
+    return FJpegQuality > 0 ? EmbedAsJpeg(Bmp) : EmbedFlate(Bmp);
+  } catch (const EQuilletError& e) {
+    AddWarning("Image of " + size + " pixels not drawn: " + e.what());
+  } catch (const std::bad_alloc&) {
+    AddWarning("Image of " + size + " pixels not drawn: out of memory");
+  }
+  return 0;
 }
 
 void TPdfRptCanvas::DrawImage(const TRectF& R, const TRptBitmap& Bmp, TRptImageScale Mode) {

@@ -1,7 +1,9 @@
 // The PDF surface: IRptCanvas operations become page-description operators in a content buffer;
 // each finished page goes to the object writer as a compressed content stream and a page object.
-// Text is set in embedded subset fonts from the font manager, images are embedded as JPEG, each
-// distinct image once per document.
+// Text is set in embedded subset fonts from the font manager. Each distinct image is embedded once
+// per document: a JPEG source as it is where every reader decodes it alike, any other image
+// losslessly (Flate, grey or RGB as the pixels need, alpha as a soft mask), or as JPEG at a chosen
+// quality.
 //
 // Page content is written as changes of state: the canvas knows the page's graphics and text
 // state (what a q/Q pair restores included) and writes a colour, width or font operator only when
@@ -34,6 +36,12 @@ class TPdfRptCanvas : public IRptCanvas {
   void SaveToFile();
 
   TPDFVectorWriter& Writer() { return *FWriter; }
+
+  // 0 (the default): images without a JPEG source are embedded losslessly. 1..100: they are
+  // embedded as JPEG at that quality, shrunk to fit the largest JPEG size. JPEG sources pass
+  // through either way. Applies to images first drawn after the call.
+  void SetJpegQuality(int Quality);
+  int JpegQuality() const noexcept { return FJpegQuality; }
   TPDFFontManager& FontManager() { return *FFontMgr; }
 
   void BeginPage(float WidthPt, float HeightPt) override;
@@ -131,6 +139,11 @@ class TPdfRptCanvas : public IRptCanvas {
   int32_t FImgCounter = 0;  // distinct images embedded so far
   // Writes the image object of Bmp; 0 when it cannot be embedded (with a warning).
   int32_t EmbedImage(const TRptBitmap& Bmp);
+  int32_t EmbedJpegSource(const TRptBitmap& Bmp);    // 0 when the source cannot pass through
+  int32_t EmbedFlate(const TRptBitmap& Bmp);
+  int32_t EmbedAsJpeg(const TRptBitmap& Bmp);
+  int32_t EmbedSoftMask(const TRptBitmap& Bmp);      // the alpha channel as a grey image
+  int FJpegQuality = 0;
   std::vector<uint16_t> FGids;      // glyphs of the text being drawn, reused
   std::vector<TTextLine> FLines;    // its lines, reused
   std::string FAbsolute;            // scratch for an absolute text position

@@ -77,6 +77,7 @@ struct TRunOptions {
   std::vector<std::pair<std::string, std::string>> Vars;
   std::vector<std::string> FontDirs;
   int Compression = -1;        // -1: the engine's default
+  int JpegQuality = -1;        // -1: not given (lossless images)
   std::string Format = "pdf";  // pdf, png or raster
   int Dpi = 0;                 // 0: not given (96 for png and raster)
   std::string Printer;         // print --printer

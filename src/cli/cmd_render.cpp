@@ -95,7 +95,7 @@ TRunOptions ParseRunOptionsImpl(const TArgs& Args, TRunCommand Command) {
       throw EUsageError(a + " applies to render only");
     } else if (a == "--printer" && Command == TRunCommand::Print) {
       o.Printer = next();
-    } else if ((a == "--format" || a == "--dpi" || a == "--compression") && Command != TRunCommand::Render) {
+    } else if ((a == "--format" || a == "--dpi" || a == "--compression" || a == "--jpeg-quality") && Command != TRunCommand::Render) {
       throw EUsageError(a + " applies to render only");
     } else if (a == "-o" || a == "--output") {
       if (haveOut) throw EUsageError("-o given twice");
@@ -132,6 +132,12 @@ TRunOptions ParseRunOptionsImpl(const TArgs& Args, TRunCommand Command) {
         level = std::stoi(v);
       if (level < 0 || level > 12) throw EUsageError("--compression expects a level from 0 to 12, got \"" + v + "\"");
       o.Compression = level;
+    } else if (a == "--jpeg-quality") {
+      const std::string v = next();
+      int q = -1;
+      if (!v.empty() && v.size() <= 3 && v.find_first_not_of("0123456789") == std::string::npos) q = std::stoi(v);
+      if (q < 0 || q > 100) throw EUsageError("--jpeg-quality expects a quality from 0 to 100, got \"" + v + "\"");
+      o.JpegQuality = q;
     } else if (a == "--format") {
       o.Format = next();
       if (o.Format != "pdf" && o.Format != "png" && o.Format != "raster")
@@ -154,6 +160,7 @@ TRunOptions ParseRunOptionsImpl(const TArgs& Args, TRunCommand Command) {
   if (!haveOut) throw EUsageError(o.Format == "png" ? "render needs -o PREFIX" : "render needs -o OUT.pdf");
   if (o.Format == "pdf" && o.Dpi != 0) throw EUsageError("--dpi applies to --format png and raster only");
   if (o.Format != "pdf" && o.Compression >= 0) throw EUsageError("--compression applies to --format pdf only");
+  if (o.Format != "pdf" && o.JpegQuality >= 0) throw EUsageError("--jpeg-quality applies to --format pdf only");
 #ifndef QUILLET_WITH_QT
   if (o.Format != "pdf") throw EUsageError("--format " + o.Format + " needs a build with the Qt module");
 #endif
@@ -344,6 +351,7 @@ int RunRender(const TArgs& Args) {
 
   TReportEngine engine;
   if (opt.Compression >= 0) engine.SetPdfCompressionLevel(opt.Compression);
+  if (opt.JpegQuality >= 0) engine.SetPdfJpegQuality(opt.JpegQuality);
   TRunData data(opt, engine);
 
   TInterruptGuard interruptGuard(engine);

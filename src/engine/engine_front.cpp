@@ -58,6 +58,11 @@ void TReportEngine::SetPdfCompressionLevel(int Level) {
   FPdfCompressionLevel = Level;
 }
 
+void TReportEngine::SetPdfJpegQuality(int Q) {
+  if (Q < 0 || Q > 100) throw EQuilletError("JPEG quality must be 0 to 100");
+  FPdfJpegQuality = Q;
+}
+
 // ---- Data sources and variables -------------------------------------------------------------
 
 void TReportEngine::SetDataSource(const std::string& Name, TDataSet* DataSet) { FNamedDataSources[Name] = DataSet; }

@@ -116,6 +116,7 @@ int32_t TReportEngine::RunPass(TReportPage& Page, const IRptCanvasPtr& Canvas, c
 
 std::shared_ptr<TPdfRptCanvas> TReportEngine::NewPdfCanvas(const std::string& OutFile, const TReportPage* InfoPage) {
   auto canvas = std::make_shared<TPdfRptCanvas>(OutFile);
+  canvas->SetJpegQuality(FPdfJpegQuality);
   TPDFVectorWriter& w = canvas->Writer();
   w.SetCompressionLevel(FPdfCompressionLevel);
   w.SetBackgroundCompression(FPdfBackgroundCompression);

@@ -125,6 +125,11 @@ class TReportEngine : public TComponent {
   // searched for font files before the system's fonts.
   int PdfCompressionLevel() const noexcept { return FPdfCompressionLevel; }
   void SetPdfCompressionLevel(int Level);
+  // Images in PDF output: 0 (the default) embeds every image that is not a JPEG file losslessly;
+  // 1..100 embeds them as JPEG at that quality, for photo-heavy reports. JPEG files are embedded
+  // as they are either way.
+  int PdfJpegQuality() const noexcept { return FPdfJpegQuality; }
+  void SetPdfJpegQuality(int Q);
   const std::vector<std::string>& FontDirs() const noexcept { return FFontDirs; }
   void SetFontDirs(std::vector<std::string> Dirs) { FFontDirs = std::move(Dirs); }
   // Page content is compressed on a second thread while the next page is drawn (on by default);
@@ -351,6 +356,7 @@ class TReportEngine : public TComponent {
   float FCvBaseX = 0;
 
   int FPdfCompressionLevel = 6;
+  int FPdfJpegQuality = 0;
   bool FPdfBackgroundCompression = true;
   std::vector<std::string> FFontDirs;
   std::vector<std::string> FWarnings;

@@ -259,7 +259,7 @@ TEST_F(PdfCanvasTest, ResourcesAndImageNames) {
   canvas.BeginPage(100, 100);
   canvas.FillRect(TRectF{0, 0, 10, 10}, 0xFF000000);
   canvas.EndPage();
-  TRptBitmap bmp{2, 2, std::vector<uint8_t>(16, 200)};
+  TRptBitmap bmp{2, 2, {200, 200, 200, 255, 200, 200, 200, 255, 200, 200, 200, 255, 200, 200, 200, 255}};
   canvas.BeginPage(100, 100);
   canvas.DrawImage(TRectF{0, 0, 40, 20}, bmp, risFit);
   EXPECT_EQ(canvas.Content(), "q\n0 80 40 20 re W n\n20 0 0 20 10 80 cm\n/Im1 Do\nQ\n");
@@ -283,25 +283,31 @@ TEST_F(PdfCanvasTest, ResourcesAndImageNames) {
   EXPECT_NE(pdf.find("/Resources << >>"), std::string::npos);
   EXPECT_NE(pdf.find("/Resources << /XObject << /Im1 "), std::string::npos);
   EXPECT_EQ(CountOf(pdf, "/Subtype /Image"), 2u);
-  EXPECT_NE(pdf.find("/Width 2 /Height 2 /ColorSpace /DeviceRGB /BitsPerComponent 8 /Filter /DCTDecode"),
-            std::string::npos);
+  EXPECT_NE(pdf.find("/Width 2 /Height 2 /ColorSpace /DeviceGray /BitsPerComponent 8 "), std::string::npos);
+  EXPECT_NE(pdf.find("/Width 2 /Height 2 /ColorSpace /DeviceRGB /BitsPerComponent 8 "), std::string::npos);
 }
 
-// An image JPEG cannot hold is shrunk to the largest size it takes; one that cannot even be shrunk
-// is left out. Either way the document is written, with one warning for two drawings.
-TEST_F(PdfCanvasTest, ImagesTooLargeForJpeg) {
+// Embedded as JPEG, an image JPEG cannot hold is shrunk to the largest size it takes; embedded
+// losslessly it keeps its size. One whose pixels do not match its size is left out. Either way the
+// document is written, with one warning for two drawings.
+TEST_F(PdfCanvasTest, ImagesTooLargeForJpegOrBroken) {
   auto grey = [](int32_t W, int32_t H) { return TRptBitmap{W, H, std::vector<uint8_t>(size_t(W) * size_t(H) * 4, 90)}; };
   const struct {
     TRptBitmap Bmp;
+    int Quality;
     std::string Embedded, Warning;  // "" when none
   } cases[] = {
-      {grey(65500, 2), "/Width 65500 /Height 2 ", ""},
-      {grey(2, 65501), "/Width 2 /Height 65500 ", "Image of 2 x 65501 pixels scaled down to 2 x 65500"},
-      {TRptBitmap{70000, 2, std::vector<uint8_t>(8)}, "", "Image of 70000 x 2 pixels not drawn: Cannot scale image"},
+      {grey(65500, 2), 90, "/Width 65500 /Height 2 ", ""},
+      {grey(2, 65501), 90, "/Width 2 /Height 65500 ", "Image of 2 x 65501 pixels scaled down to 2 x 65500"},
+      {grey(2, 65501), 0, "/Width 2 /Height 65501 ", ""},
+      {TRptBitmap{70000, 2, std::vector<uint8_t>(8)}, 90, "", "Image of 70000 x 2 pixels not drawn: pixel data"},
+      {TRptBitmap{3, 2, std::vector<uint8_t>(8)}, 0, "", "Image of 3 x 2 pixels not drawn: pixel data"},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(std::to_string(c.Bmp.Width) + " x " + std::to_string(c.Bmp.Height));
+    SCOPED_TRACE(std::to_string(c.Bmp.Width) + " x " + std::to_string(c.Bmp.Height) + " at " +
+                 std::to_string(c.Quality));
     TPdfRptCanvas canvas(Path("big.pdf"));
+    canvas.SetJpegQuality(c.Quality);
     canvas.BeginPage(100, 100);
     canvas.DrawImage(TRectF{0, 0, 40, 20}, c.Bmp, risStretch);
     canvas.DrawImage(TRectF{0, 40, 40, 60}, c.Bmp, risStretch);

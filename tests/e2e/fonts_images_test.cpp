@@ -189,25 +189,32 @@ std::string SplitPng(uint32_t W, uint32_t H) {
   return png;
 }
 
-// Images wider or taller than JPEG allows are embedded at the largest size it takes, with a
-// warning, and still show their picture: red in the first half, blue in the second.
-TEST(Images, TooLargeForJpegAreScaledDown) {
+// Images wider or taller than JPEG allows are embedded as JPEG at the largest size it takes, with
+// a warning, when JPEG is asked for; losslessly they keep their size. Either way they still show
+// their picture: red in the first half, blue in the second.
+TEST(Images, TooLargeForJpegAreScaledDownOnlyAsJpeg) {
   const struct {
     uint32_t Width, Height;
-    std::string Listed;  // pdfimages' width and height
-  } cases[] = {{70000, 3, "65500 +3"}, {4, 131000, "2 +65500"}};
+    std::vector<std::string> Args;
+    std::string Listed;  // pdfimages' width, height, colour, components, bits and encoding
+  } cases[] = {{70000, 3, {"--jpeg-quality", "90"}, "65500 +3 +rgb +3 +8 +jpeg"},
+               {4, 131000, {"--jpeg-quality=75"}, "2 +65500 +rgb +3 +8 +jpeg"},
+               {70000, 3, {}, "70000 +3 +rgb +3 +8 +image"}};
   for (const auto& c : cases) {
     const std::string size = std::to_string(c.Width) + " x " + std::to_string(c.Height);
-    SCOPED_TRACE(size);
+    const bool asJpeg = !c.Args.empty();
+    SCOPED_TRACE(size + (asJpeg ? " as JPEG" : " lossless"));
     test::TTempDir dir;
     const bool wide = c.Width > c.Height;
     dir.Write("big.png", SplitPng(c.Width, c.Height));
-    const TRun r = RenderTitle(dir, {{{"type", "Image"}, {"name", "big"}, {"left", 0}, {"top", 0}, {"width", 200},
-                                      {"height", 200}, {"imageFile", dir.File("big.png")}, {"imageScale", "Stretch"}}});
-    EXPECT_EQ(WarningCount(r.Err), 1u) << r.Err;
-    EXPECT_NE(r.Err.find("Image of " + size + " pixels scaled"), std::string::npos) << r.Err;
+    const TRun r = RenderTitle(dir,
+                               {{{"type", "Image"}, {"name", "big"}, {"left", 0}, {"top", 0}, {"width", 200},
+                                 {"height", 200}, {"imageFile", dir.File("big.png")}, {"imageScale", "Stretch"}}},
+                               c.Args);
+    EXPECT_EQ(WarningCount(r.Err), asJpeg ? 1u : 0u) << r.Err;
+    EXPECT_EQ(r.Err.find("Image of " + size + " pixels scaled") != std::string::npos, asJpeg) << r.Err;
     const std::string list = test::RunTool("pdfimages -list " + Quote(dir.File("out.pdf")) + " 2>&1");
-    EXPECT_TRUE(std::regex_search(list, std::regex("image +" + c.Listed + " +rgb +3 +8 +jpeg"))) << list;
+    EXPECT_TRUE(std::regex_search(list, std::regex("image +" + c.Listed))) << list;
     // The page at 72 dpi: the image covers (30, 30) to (230, 230); look a quarter in from each end.
     test::RunTool("pdftoppm -r 72 -png -singlefile " + Quote(dir.File("out.pdf")) + " " + Quote(dir.File("page")));
     const TRptBitmap page = LoadImageFile(dir.File("page.png"));

@@ -496,6 +496,12 @@ TEST(Render, FailuresLeaveNothingBehind) {
       {"compression too high", {"list.qdr", "-o", "out.pdf", "--compression", "13"}, 2, "13"},
       {"compression not a number", {"list.qdr", "-o", "out.pdf", "--compression", "high"}, 2, "high"},
       {"compression negative", {"list.qdr", "-o", "out.pdf", "--compression", "-1"}, 2, "--compression"},
+      {"JPEG quality too high", {"list.qdr", "-o", "out.pdf", "--jpeg-quality", "101"}, 2, "101"},
+      {"JPEG quality not a number", {"list.qdr", "-o", "out.pdf", "--jpeg-quality", "good"}, 2, "good"},
+      {"JPEG quality for page images", {"list.qdr", "-o", "page", "--format", "png", "--jpeg-quality", "80"}, 2,
+       "--jpeg-quality applies to --format pdf"},
+      {"JPEG quality for a raster PDF", {"list.qdr", "-o", "out.pdf", "--format", "raster", "--jpeg-quality", "80"}, 2,
+       "--jpeg-quality applies to --format pdf"},
       {"option without value", {"list.qdr", "-o", "out.pdf", "--var"}, 2, "--var"},
       {"unknown option", {"list.qdr", "-o", "out.pdf", "--colour"}, 2, "--colour"},
   };
