@@ -30,16 +30,9 @@ done
 # --- tools, build, data --------------------------------------------------------------------
 scripts/install-deps.sh --bench
 
-if [ -f "$build/CMakeCache.txt" ]; then
-  type=$(sed -n 's/^CMAKE_BUILD_TYPE:[A-Z]*=//p' "$build/CMakeCache.txt")
-  [ "$type" = Release ] || echo "run.sh: note: $build is a '$type' build, not Release" >&2
-else
-  cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
-fi
-cmake --build "$build" --target quillet_cli -j "$jobs"
-quillet="$root/$build/quillet"
-case "$build" in /*) quillet="$build/quillet" ;; esac
-[ -x "$quillet" ] || { echo "run.sh: no quillet program at $quillet" >&2; exit 1; }
+# shellcheck source=../quillet_build.sh
+. "$root/bench/quillet_build.sh"
+quillet=$(quillet_build "$build" "$jobs")
 
 mkdir -p "$work"
 csv="$work/ledger_$rows.csv"
