@@ -68,9 +68,7 @@ int main(int argc, char** argv) {
     form.SetPagesReady(Index + 1);
     if (first < 0 && form.PageRendered(0)) first = clock.nsecsElapsed() / 1e6;
   };
-  engine.RunPass(page, records,
-                 quillet::TRenderPass{.CountOnly = false, .FireEvents = false, .TotalPages = pages,
-                                      .TotalPagesText = std::to_string(pages)});
+  engine.RunPass(page, records, quillet::TRenderPass::Drawing(pages));
   const double ready = clock.nsecsElapsed() / 1e6;
 
   // Arbitrary pages, each painted on its own from its record.

@@ -140,11 +140,7 @@ void TReportEngine::FinishPdf(TPdfRptCanvas& Canvas) {
 int32_t TReportEngine::CountAndDraw(TReportPage& Page, const IRptCanvasPtr& Canvas) {
   const int32_t last = RunPass(Page, Canvas, CountingPass());
   // The total is the last page's number, so it shares one numbering with the page numbers.
-  TRenderPass drawing;
-  drawing.FireEvents = true;
-  drawing.TotalPages = last;
-  drawing.TotalPagesText = std::to_string(last);
-  return RunPass(Page, Canvas, drawing);
+  return RunPass(Page, Canvas, TRenderPass::Drawing(last, true));
 }
 
 void TReportEngine::RenderPageToPDF(TReportPage& Page, const std::string& OutFile) {

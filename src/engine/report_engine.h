@@ -68,6 +68,15 @@ struct TRenderPass {
   bool FireEvents = false;       // page events fire (PDF export and vector printing)
   int32_t TotalPages = 0;        // known total from a counting pass, 0 = unknown
   std::string TotalPagesText;    // what the "TotalPages" variable reads during the pass ("?" when counting)
+
+  // A drawing pass whose "TotalPages" reads Total.
+  static TRenderPass Drawing(int32_t Total, bool Events = false) {
+    TRenderPass pass;
+    pass.FireEvents = Events;
+    pass.TotalPages = Total;
+    pass.TotalPagesText = std::to_string(Total);
+    return pass;
+  }
 };
 
 using TNotifyEvent = std::function<void(TReportEngine& Sender)>;

@@ -156,11 +156,7 @@ void PrintReportVector(TReportEngine& Engine, TReportPage& Page, const std::stri
   // The pages are drawn (and the page events fire) into records first and reach the printer
   // only when the whole report has run: a run that is cancelled or fails sends no job at all.
   auto records = std::make_shared<TPageRecorder>(Engine.FontDirs());
-  TRenderPass pass;
-  pass.FireEvents = true;
-  pass.TotalPages = total;
-  pass.TotalPagesText = std::to_string(total);
-  Engine.RunPass(Page, records, pass);
+  Engine.RunPass(Page, records, TRenderPass::Drawing(total, true));
 
   TPrintJob job(printer);
   if (!job.Painter().begin(&printer))

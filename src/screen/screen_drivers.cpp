@@ -20,13 +20,6 @@ int Pixels(float V) { return std::max(1, static_cast<int>(std::lround(std::min(V
 float PageW(const TReportPage& Page) { return static_cast<float>(std::max<int32_t>(1, Page.PageWidth)); }
 float PageH(const TReportPage& Page) { return static_cast<float>(std::max<int32_t>(1, Page.PageHeight)); }
 
-TRenderPass PreviewPass(int32_t TotalPages) {
-  TRenderPass pass;
-  pass.TotalPages = TotalPages;
-  pass.TotalPagesText = std::to_string(TotalPages);
-  return pass;
-}
-
 // Parsed subreports live for one operation; the canvas's font substitutions become the engine's
 // warnings.
 class TScreenOperation {
@@ -101,7 +94,7 @@ QImage RenderPreviewPage(TReportEngine& Engine, TReportPage& Page, int32_t PageI
   auto canvas = std::make_shared<TFmxRptCanvas>(&painter, scale, 0.0f, PageW(Page), PageH(Page));
   canvas->SetFontDirs(Engine.FontDirs());
   canvas->SetOnlyPageIdx(std::max<int32_t>(0, PageIndex));
-  Engine.RunPass(Page, canvas, PreviewPass(TotalPages));
+  Engine.RunPass(Page, canvas, TRenderPass::Drawing(TotalPages));
   painter.end();
   operation.Finish(*canvas);
   return image;
@@ -125,7 +118,7 @@ QImage RenderPreviewComposite(TReportEngine& Engine, TReportPage& Page, float Zo
   PreparePagePainter(painter);
   auto canvas = std::make_shared<TFmxRptCanvas>(&painter, scale, gap, PageW(Page), PageH(Page));
   canvas->SetFontDirs(Engine.FontDirs());
-  Engine.RunPass(Page, canvas, PreviewPass(n));
+  Engine.RunPass(Page, canvas, TRenderPass::Drawing(n));
   painter.end();
   operation.Finish(*canvas);
   return image;
@@ -137,7 +130,7 @@ int32_t RenderPageImages(TReportEngine& Engine, TReportPage& Page, float Zoom, i
   const float scale = PreviewScale(PageW(Page), PageH(Page), Zoom);
   auto canvas = std::make_shared<TPageImageCanvas>(scale, PageW(Page), PageH(Page), Sink);
   canvas->SetFontDirs(Engine.FontDirs());
-  Engine.RunPass(Page, canvas, PreviewPass(TotalPages));
+  Engine.RunPass(Page, canvas, TRenderPass::Drawing(TotalPages));
   operation.Finish(*canvas);
   return canvas->PageIdx();
 }

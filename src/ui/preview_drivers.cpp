@@ -27,13 +27,6 @@ struct TPreviewItem {
   std::shared_ptr<TPageRecorder> Records;
 };
 
-TRenderPass PreviewPass(int32_t TotalPages) {
-  TRenderPass pass;
-  pass.TotalPages = TotalPages;
-  pass.TotalPagesText = std::to_string(TotalPages);
-  return pass;
-}
-
 void RunPreview(TReportEngine& Engine, std::vector<TPreviewItem>& Items, TRptPreviewForm::TPrintProc Print,
                 TRptPreviewForm::TExportProc Export) {
   Engine.AutoDiscoverDataSources();
@@ -87,7 +80,7 @@ void RunPreview(TReportEngine& Engine, std::vector<TPreviewItem>& Items, TRptPre
           }
         };
         Engine.ClearSubreportCache();
-        Engine.RunPass(*item.Page, item.Records, PreviewPass(item.Count));
+        Engine.RunPass(*item.Page, item.Records, TRenderPass::Drawing(item.Count));
         Engine.ClearSubreportCache();
         for (const std::string& w : item.Records->Warnings()) Engine.AddWarning(w);
       }

@@ -249,8 +249,7 @@ TEST(PreviewRecords, ReplayedPagesEqualFreshRuns) {
   ASSERT_GE(pages, 3);
   TPageRecorder records;
   engine.RunPass(page, std::shared_ptr<IRptCanvas>(&records, [](IRptCanvas*) {}),
-                 TRenderPass{.CountOnly = false, .FireEvents = false, .TotalPages = pages,
-                             .TotalPagesText = std::to_string(pages)});
+                 TRenderPass::Drawing(pages));
   ASSERT_EQ(records.PageCount(), pages);
   for (int32_t p : {0, 1, pages - 1})
     for (float zoom : {1.0f, 1.75f}) {
