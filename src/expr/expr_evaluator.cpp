@@ -35,6 +35,26 @@ std::string AsciiUpper(std::string S) {
   return S;
 }
 
+void NoteFailure(TExprProblem& P, const char* What) noexcept {
+  try {
+    P.Kind = TExprProblemKind::Failed;
+    P.Name = What;
+    P.Position = 1;
+  } catch (...) {
+  }
+}
+
+// An operand that makes an operator or function give null without being a problem.
+bool IsBlank(const TExprValue& V) {
+  return V.IsNullOrEmpty() || (V.Kind() == evkString && V.AsString().empty());
+}
+
+bool AnyBlank(const std::vector<TExprValue>& Args) {
+  for (const TExprValue& a : Args)
+    if (IsBlank(a)) return true;
+  return false;
+}
+
 bool IsAggregateName(const std::string& Name) {
   return Name == "SUM" || Name == "AVG" || Name == "COUNT" || Name == "MIN" || Name == "MAX";
 }
@@ -390,7 +410,10 @@ const TFunctionDef kFunctions[] = {
 class TExprEvaluator::TDepthGuard {
  public:
   explicit TDepthGuard(TExprEvaluator& E) : FEvaluator(E) {
-    if (++FEvaluator.FDepth > MaxNestingDepth) throw TNestingTooDeep{};
+    if (++FEvaluator.FDepth > MaxNestingDepth) {
+      FEvaluator.NoteProblem(TExprProblemKind::TooDeep, std::string(), FEvaluator.FPos);
+      throw TNestingTooDeep{};
+    }
   }
   ~TDepthGuard() { --FEvaluator.FDepth; }
   TDepthGuard(const TDepthGuard&) = delete;
@@ -408,13 +431,46 @@ TExprEvaluator::TExprEvaluator(std::string Text, TGetIdentValueFunc FieldFunc, T
       FAggFunc(std::move(AggFunc)) {}
 
 TExprValue TExprEvaluator::EvalExpression(const std::string& Expr, const TGetIdentValueFunc& FieldFunc,
-                                          const TGetIdentValueFunc& VarFunc, const TAggregateFunc& AggFunc) noexcept {
+                                          const TGetIdentValueFunc& VarFunc, const TAggregateFunc& AggFunc,
+                                          TExprProblem* Problem) noexcept {
+  if (Problem) *Problem = TExprProblem();
   try {
     TExprEvaluator evaluator(Expr, FieldFunc, VarFunc, AggFunc);
-    return evaluator.ParseOr();
+    TExprValue v;
+    try {
+      v = evaluator.ParseOr();
+    } catch (const TNestingTooDeep&) {
+      if (Problem) *Problem = evaluator.FProblem;
+      return TExprValue::Null();
+    }
+    if (Problem) {
+      // What follows the expression: blanks and line ends may close it, anything else is left over.
+      evaluator.SkipWS();
+      size_t k = evaluator.FPos - 1;
+      while (k < Expr.size() && (Expr[k] == ' ' || Expr[k] == '\t' || Expr[k] == '\r' || Expr[k] == '\n')) ++k;
+      if (k < Expr.size()) {
+        constexpr size_t kShown = 40;
+        std::string rest = Expr.substr(evaluator.FPos - 1, kShown);
+        while (!rest.empty() && (rest.back() == ' ' || rest.back() == '\t')) rest.pop_back();
+        evaluator.NoteProblem(TExprProblemKind::TrailingText, std::move(rest), evaluator.FPos);
+      }
+      *Problem = std::move(evaluator.FProblem);
+    }
+    return v;
+  } catch (const std::exception& e) {
+    if (Problem) NoteFailure(*Problem, e.what());
+    return TExprValue::Null();
   } catch (...) {
+    if (Problem) NoteFailure(*Problem, "unknown error");
     return TExprValue::Null();
   }
+}
+
+void TExprEvaluator::NoteProblem(TExprProblemKind Kind, std::string Name, size_t At) {
+  if (FProblem) return;
+  FProblem.Kind = Kind;
+  FProblem.Name = std::move(Name);
+  FProblem.Position = At;
 }
 
 char TExprEvaluator::PeekChar() const noexcept { return FPos >= 1 && FPos <= FText.size() ? FText[FPos - 1] : '\0'; }
@@ -491,14 +547,12 @@ TExprValue TExprEvaluator::ParseExpression() {
   for (;;) {
     SkipWS();
     const char c = PeekChar();
-    if (c == '+') {
-      ++FPos;
+    if (c == '+' || c == '-') {
+      const size_t at = FPos++;
       const TExprValue right = ParseTerm();
-      left = AddValues(std::move(left), right);
-    } else if (c == '-') {
-      ++FPos;
-      const TExprValue right = ParseTerm();
-      left = SubtractValues(left, right);
+      const bool usable = !IsBlank(left) && !IsBlank(right);
+      left = c == '+' ? AddValues(std::move(left), right) : SubtractValues(left, right);
+      if (usable && left.IsNull()) NoteProblem(TExprProblemKind::UnusableOperand, std::string(1, c), at);
     } else {
       break;
     }
@@ -511,14 +565,12 @@ TExprValue TExprEvaluator::ParseTerm() {
   for (;;) {
     SkipWS();
     const char c = PeekChar();
-    if (c == '*') {
-      ++FPos;
+    if (c == '*' || c == '/') {
+      const size_t at = FPos++;
       const TExprValue right = ParseFactor();
-      left = MultiplyValues(left, right);
-    } else if (c == '/') {
-      ++FPos;
-      const TExprValue right = ParseFactor();
-      left = DivideValues(left, right);
+      const bool usable = !IsBlank(left) && !IsBlank(right);
+      left = c == '*' ? MultiplyValues(left, right) : DivideValues(left, right);
+      if (usable && left.IsNull()) NoteProblem(TExprProblemKind::UnusableOperand, std::string(1, c), at);
     } else {
       break;
     }
@@ -531,11 +583,10 @@ TExprValue TExprEvaluator::ParseFactor() {
   const char c = PeekChar();
   if (c == '"' || c == '\'') return ParseString();
   if (c == '(') {
-    ++FPos;
+    const size_t open = FPos++;
     TDepthGuard guard(*this);
     TExprValue v = ParseOr();
-    SkipWS();
-    if (PeekChar() == ')') ++FPos;
+    CloseParen(open);
     return v;
   }
   if (c == '+') {
@@ -544,25 +595,45 @@ TExprValue TExprEvaluator::ParseFactor() {
     return ParseFactor();
   }
   if (c == '-') {
-    ++FPos;
+    const size_t at = FPos++;
     TDepthGuard guard(*this);
-    return NegateValue(ParseFactor());
+    const TExprValue operand = ParseFactor();
+    TExprValue v = NegateValue(operand);
+    if (v.IsNull() && !IsBlank(operand)) NoteProblem(TExprProblemKind::UnusableOperand, "-", at);
+    return v;
   }
   if (IsDigit(c)) return ParseNumber();
+  const size_t at = FPos;
   const std::string ident = ReadIdent();
-  if (ident.empty()) return TExprValue::Null();
+  if (ident.empty()) {
+    NoteProblem(TExprProblemKind::MissingOperand, std::string(), at);
+    return TExprValue::Null();
+  }
   SkipWS();
   if (PeekChar() == '(') {
     ++FPos;
     const std::string name = AsciiUpper(ident);
     TDepthGuard guard(*this);
     const std::vector<TExprValue> args = ParseArgList(IsAggregateName(name));
-    return CallFunction(name, args);
+    return CallFunction(name, args, at);
   }
-  return ResolveIdent(ident);
+  return ResolveIdent(ident, at);
+}
+
+void TExprEvaluator::CloseParen(size_t Open) {
+  SkipWS();
+  const char c = PeekChar();
+  if (c == ')') {
+    ++FPos;
+  } else if (c == '\0') {
+    NoteProblem(TExprProblemKind::UnclosedParen, std::string(), Open);
+  } else {
+    NoteProblem(TExprProblemKind::TrailingText, FText.substr(FPos - 1, 40), FPos);
+  }
 }
 
 std::vector<TExprValue> TExprEvaluator::ParseArgList(bool IsAggregate) {
+  const size_t open = FPos - 1;
   std::vector<TExprValue> args;
   SkipWS();
   if (PeekChar() == ')') {
@@ -574,6 +645,7 @@ std::vector<TExprValue> TExprEvaluator::ParseArgList(bool IsAggregate) {
     // evaluated. Whatever follows it up to ")" is skipped.
     args.push_back(TExprValue::FromString(ReadIdent()));
     const size_t close = FText.find(')', FPos - 1);
+    if (close == std::string::npos) NoteProblem(TExprProblemKind::UnclosedParen, std::string(), open);
     FPos = close == std::string::npos ? FText.size() + 1 : close + 2;
     return args;
   }
@@ -583,7 +655,7 @@ std::vector<TExprValue> TExprEvaluator::ParseArgList(bool IsAggregate) {
     if (PeekChar() != ',') break;
     ++FPos;
   }
-  if (PeekChar() == ')') ++FPos;
+  CloseParen(open);
   return args;
 }
 
@@ -617,6 +689,7 @@ TExprValue TExprEvaluator::ParseString() {
   const size_t from = FPos;  // 0-based index of the first character inside the quotes
   const size_t close = FText.find(quote, from);
   if (close == std::string::npos) {
+    NoteProblem(TExprProblemKind::UnclosedString, std::string(), FPos);
     FPos = FText.size() + 1;
     return TExprValue::FromString(FText.substr(from));
   }
@@ -632,30 +705,69 @@ std::string TExprEvaluator::ReadIdent() {
   return FText.substr(from, to - from);
 }
 
-TExprValue TExprEvaluator::ResolveIdent(const std::string& Name) {
+TExprValue TExprEvaluator::ResolveIdent(const std::string& Name, size_t At) {
   if (Name.empty()) return TExprValue::Null();
   TExprValue v;
   if (FFieldFunc && FFieldFunc(Name, v)) return v;
   v = TExprValue::Null();
   if (FVarFunc && FVarFunc(Name, v)) return v;
+  NoteProblem(TExprProblemKind::UnknownName, Name, At);
   return TExprValue::Null();
 }
 
-TExprValue TExprEvaluator::CallFunction(const std::string& Name, const std::vector<TExprValue>& Args) {
+TExprValue TExprEvaluator::CallFunction(const std::string& Name, const std::vector<TExprValue>& Args, size_t At) {
   if (IsAggregateName(Name)) return FAggFunc ? FAggFunc(Name, Args) : TExprValue::Null();
   for (const TFunctionDef& f : kFunctions) {
-    if (Name == f.Name) return Args.size() < f.MinArgs ? TExprValue::Null() : f.Fn(Args);
+    if (Name != f.Name) continue;
+    if (Args.size() < f.MinArgs) {
+      NoteProblem(TExprProblemKind::TooFewArguments, Name, At);
+      return TExprValue::Null();
+    }
+    TExprValue v = f.Fn(Args);
+    if (v.IsNull() && !AnyBlank(Args)) NoteProblem(TExprProblemKind::UnusableOperand, Name, At);
+    return v;
   }
+  NoteProblem(TExprProblemKind::UnknownFunction, Name, At);
   return TExprValue::Null();
 }
 
 TExprValue EvalExpression(const std::string& Expr, const TGetIdentValueFunc& FieldFunc,
-                          const TGetIdentValueFunc& VarFunc, const TAggregateFunc& AggFunc) noexcept {
-  return TExprEvaluator::EvalExpression(Expr, FieldFunc, VarFunc, AggFunc);
+                          const TGetIdentValueFunc& VarFunc, const TAggregateFunc& AggFunc,
+                          TExprProblem* Problem) noexcept {
+  return TExprEvaluator::EvalExpression(Expr, FieldFunc, VarFunc, AggFunc, Problem);
+}
+
+std::string DescribeExprProblem(const TExprProblem& P) {
+  const std::string quoted = "\"" + P.Name + "\"";
+  switch (P.Kind) {
+    case TExprProblemKind::None:
+      return std::string();
+    case TExprProblemKind::UnknownName:
+      return "unknown name " + quoted;
+    case TExprProblemKind::UnknownFunction:
+      return "unknown function " + quoted;
+    case TExprProblemKind::TooFewArguments:
+      return "too few arguments for " + quoted;
+    case TExprProblemKind::UnusableOperand:
+      return "unusable operand for " + quoted;
+    case TExprProblemKind::MissingOperand:
+      return "missing operand";
+    case TExprProblemKind::TrailingText:
+      return "unexpected text " + quoted;
+    case TExprProblemKind::UnclosedString:
+      return "string without its closing quote";
+    case TExprProblemKind::UnclosedParen:
+      return "\"(\" without \")\"";
+    case TExprProblemKind::TooDeep:
+      return "nested deeper than " + std::to_string(TExprEvaluator::MaxNestingDepth) + " levels";
+    case TExprProblemKind::Failed:
+      return "evaluation failed: " + P.Name;
+  }
+  return std::string();
 }
 
 std::string EvalText(const std::string& Text, const TGetIdentValueFunc& FieldFunc, const TGetIdentValueFunc& VarFunc,
-                     const TAggregateFunc& AggFunc) noexcept {
+                     const TAggregateFunc& AggFunc, std::vector<TTextProblem>* Problems) noexcept {
   try {
     if (Text.find('[') == std::string::npos) return Text;
     std::string out;
@@ -673,12 +785,14 @@ std::string EvalText(const std::string& Text, const TGetIdentValueFunc& FieldFun
         out.append(Text, open, std::string::npos);
         break;
       }
-      const TExprValue v =
-          TExprEvaluator::EvalExpression(Text.substr(open + 1, close - open - 1), FieldFunc, VarFunc, AggFunc);
-      if (v.IsNullOrEmpty())
-        out.append(Text, open, close - open + 1);
-      else
+      std::string expr = Text.substr(open + 1, close - open - 1);
+      TExprProblem problem;
+      const TExprValue v = TExprEvaluator::EvalExpression(expr, FieldFunc, VarFunc, AggFunc, &problem);
+      if (!v.IsNullOrEmpty())
         out += v.ToText();
+      else if (problem)
+        out.append(Text, open, close - open + 1);
+      if (problem && Problems) Problems->push_back({std::move(expr), open + 1, std::move(problem)});
       pos = close + 1;
     }
     return out;

@@ -29,6 +29,12 @@
 //
 // Evaluation never throws and never crashes. Any failure makes the result null; nesting deeper
 // than 256 levels (parentheses, signs, NOT, function arguments) makes the whole result null.
+//
+// Alongside its value an evaluation can report its first problem (TExprProblem): a name no
+// resolver knows, an unknown function or one given too few arguments, an operand that is there
+// but cannot be used ('abc' - 1, SQRT(-1)), a missing operand, text left after the expression, a
+// string or "(" left open, or nesting past the limit. A null or empty operand is not a problem:
+// the operator or function simply gives null. Reporting never changes the value.
 #pragma once
 
 #include <cstdint>
@@ -46,15 +52,50 @@ using TGetIdentValueFunc = std::function<bool(const std::string& Name, TExprValu
 // the raw argument text as one string, or nothing for COUNT().
 using TAggregateFunc = std::function<TExprValue(const std::string& FuncName, const std::vector<TExprValue>& Args)>;
 
+enum class TExprProblemKind : uint8_t {
+  None,
+  UnknownName,      // Name: the name as written
+  UnknownFunction,  // Name: the function, upper case
+  TooFewArguments,  // Name: the function
+  UnusableOperand,  // Name: the operator ("-") or function ("SQRT")
+  MissingOperand,
+  TrailingText,     // Name: the text left over
+  UnclosedString,
+  UnclosedParen,
+  TooDeep,
+  Failed,           // a resolver or aggregate callback raised; Name: its message
+};
+
+// The first problem of an evaluation. Position is 1-based in the expression text.
+struct TExprProblem {
+  TExprProblemKind Kind = TExprProblemKind::None;
+  std::string Name;
+  size_t Position = 0;
+  explicit operator bool() const noexcept { return Kind != TExprProblemKind::None; }
+};
+
+// The problem in words, e.g. `unknown function "FORMT"`.
+std::string DescribeExprProblem(const TExprProblem& Problem);
+
+// A problem of one [placeholder] of a text template: the placeholder's text between the
+// brackets and the 1-based position of its "[" in the template.
+struct TTextProblem {
+  std::string Placeholder;
+  size_t Start = 0;
+  TExprProblem Problem;
+};
+
 class TExprEvaluator {
  public:
   static constexpr int MaxNestingDepth = 256;
 
   TExprEvaluator(std::string Text, TGetIdentValueFunc FieldFunc, TGetIdentValueFunc VarFunc, TAggregateFunc AggFunc);
 
-  // Evaluates one OR-expression from the start of Expr; null on any failure.
+  // Evaluates one OR-expression from the start of Expr; null on any failure. Problem, when given,
+  // receives the first problem met (or a cleared record).
   static TExprValue EvalExpression(const std::string& Expr, const TGetIdentValueFunc& FieldFunc,
-                                   const TGetIdentValueFunc& VarFunc, const TAggregateFunc& AggFunc) noexcept;
+                                   const TGetIdentValueFunc& VarFunc, const TAggregateFunc& AggFunc,
+                                   TExprProblem* Problem = nullptr) noexcept;
 
   // The parser. Each method reads from the current position and leaves it after what it read.
   // They throw only an internal exception when the nesting limit is passed; EvalExpression turns
@@ -70,13 +111,18 @@ class TExprEvaluator {
   TExprValue ParseNumber();
   TExprValue ParseString();
   std::string ReadIdent();
-  TExprValue ResolveIdent(const std::string& Name);
+  TExprValue ResolveIdent(const std::string& Name, size_t At);
+  // Records a problem unless an earlier one is recorded already.
+  void NoteProblem(TExprProblemKind Kind, std::string Name, size_t At);
+  const TExprProblem& Problem() const noexcept { return FProblem; }
   bool TryMatchKeyword(const char* Word);
   char PeekChar() const noexcept;  // '\0' past the end
   void SkipWS() noexcept;          // blanks and tabs only
+  // Reads the ")" that closes the "(" at Open, noting a problem when something else follows.
+  void CloseParen(size_t Open);
 
   // Name is upper case. Unknown names, too few arguments and unusable arguments give null.
-  TExprValue CallFunction(const std::string& Name, const std::vector<TExprValue>& Args);
+  TExprValue CallFunction(const std::string& Name, const std::vector<TExprValue>& Args, size_t At = 0);
 
  private:
   class TDepthGuard;
@@ -87,16 +133,21 @@ class TExprEvaluator {
   TGetIdentValueFunc FVarFunc;
   TAggregateFunc FAggFunc;
   int FDepth = 0;
+  TExprProblem FProblem;
 };
 
 TExprValue EvalExpression(const std::string& Expr, const TGetIdentValueFunc& FieldFunc,
-                          const TGetIdentValueFunc& VarFunc, const TAggregateFunc& AggFunc) noexcept;
+                          const TGetIdentValueFunc& VarFunc, const TAggregateFunc& AggFunc,
+                          TExprProblem* Problem = nullptr) noexcept;
 
-// Expands "[expression]" placeholders: each is replaced by the text form of its value, or kept
-// as written, brackets included, when the value is null or empty ("[missing]" stays visible).
-// Brackets do not nest ("[a[b]c]" evaluates "a[b" and keeps "c]"); a "[" without a closing "]"
-// is kept with the rest of the text. Text without "[" comes back unchanged.
+// Expands "[expression]" placeholders: each is replaced by the text form of its value. A null or
+// empty value gives nothing when its evaluation had no problem (an empty field prints empty), and
+// keeps the placeholder as written, brackets included, when it had one ("[missing]" stays
+// visible). Brackets do not nest ("[a[b]c]" evaluates "a[b" and keeps "c]"); a "[" without a
+// closing "]" is kept with the rest of the text. Text without "[" comes back unchanged. Problems,
+// when given, receives every placeholder's problem, whatever its value.
 std::string EvalText(const std::string& Text, const TGetIdentValueFunc& FieldFunc,
-                     const TGetIdentValueFunc& VarFunc, const TAggregateFunc& AggFunc) noexcept;
+                     const TGetIdentValueFunc& VarFunc, const TAggregateFunc& AggFunc,
+                     std::vector<TTextProblem>* Problems = nullptr) noexcept;
 
 }  // namespace quillet

@@ -314,7 +314,7 @@ TEST(ExprEvaluatorTest, TemplateExpansion) {
       {"no brackets", "no brackets"},
       {"Name: [Name], qty [Qty*2]", "Name: Ada, qty 6"},
       {"[missing]", "[missing]"},
-      {"[Blank]", "[Blank]"},
+      {"[Blank]", ""},
       {"<[EmptyStr]>", "<>"},
       {"[  ]", "[  ]"},
       {"a [b", "a [b"},
@@ -326,6 +326,82 @@ TEST(ExprEvaluatorTest, TemplateExpansion) {
       {"[1 < 2]", "True"},
   };
   for (const Case& c : cases) EXPECT_EQ(Text(c.Text), c.Expected) << c.Text;
+}
+
+// An empty field prints nothing; a placeholder with a problem stays as written, and a value
+// that is there is printed even when text is left over after it.
+TEST(ExprEvaluatorTest, EmptyValuesPrintEmptyProblemsStay) {
+  struct Case {
+    const char* Text;
+    const char* Expected;
+  };
+  const Case cases[] = {
+      {"<[Blank]>", "<>"},
+      {"<[FORMAT('%.2n', Blank)]>", "<>"},
+      {"<[Blank * 2]>", "<>"},
+      {"<[IIF(Qty > 1, Blank, 'x')]>", "<>"},
+      {"[missing]", "[missing]"},
+      {"[FOO(1)]", "[FOO(1)]"},
+      {"['abc' - 1]", "['abc' - 1]"},
+      {"[]", "[]"},
+      {"[Blank b]", "[Blank b]"},
+      {"a [b", "a [b"},
+      {"[Name b]", "Ada"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(Text(c.Text), c.Expected) << c.Text;
+}
+
+TEST(ExprEvaluatorTest, FirstProblemKindNameAndPosition) {
+  using K = TExprProblemKind;
+  struct Case {
+    std::string Expr;
+    K Kind;
+    const char* Name;
+    size_t Position;
+  };
+  const Case cases[] = {
+      {"Qty * 2", K::None, "", 0},
+      {"Blank * 2 + FORMAT('%.2n', Blank) + UPPER(EmptyStr)", K::None, "", 0},
+      {"10 / 0", K::None, "", 0},
+      {"1 + missing", K::UnknownName, "missing", 5},
+      {"FORMT('%.2n', Qty)", K::UnknownFunction, "FORMT", 1},
+      {"1 + copy('abc', 1)", K::TooFewArguments, "COPY", 5},
+      {"'abc' - 1", K::UnusableOperand, "-", 7},
+      {"-'abc'", K::UnusableOperand, "-", 1},
+      {"FORMAT('%d', 'x')", K::UnusableOperand, "FORMAT", 1},
+      {"SQRT(-1)", K::UnusableOperand, "SQRT", 1},
+      {"", K::MissingOperand, "", 1},
+      {"1 +", K::MissingOperand, "", 4},
+      {"Name b", K::TrailingText, "b", 6},
+      {"1 + 2 )junk", K::TrailingText, ")junk", 7},
+      {"(1 2)", K::TrailingText, "2)", 4},
+      {"'abc", K::UnclosedString, "", 1},
+      {"2 * (1 + 1", K::UnclosedParen, "", 5},
+      {"UPPER('a'", K::UnclosedParen, "", 6},
+      {"SUM(Amount", K::UnclosedParen, "", 4},
+      {"IIF(1, 2, nope)", K::UnknownName, "nope", 11},  // the side not taken counts too
+      {"x OR y", K::UnknownName, "x", 1},               // the first one met
+      {"1 +\n", K::MissingOperand, "", 4},
+      {"Qty\r\n", K::None, "", 0},
+      {std::string(300, '('), K::TooDeep, "", 258},
+  };
+  for (const Case& c : cases) {
+    TExprProblem p;
+    p.Position = 99;
+    EvalExpression(c.Expr, Lookup(Fields()), Lookup(Vars()), nullptr, &p);
+    EXPECT_EQ(p.Kind, c.Kind) << c.Expr << ": " << DescribeExprProblem(p);
+    EXPECT_EQ(p.Name, c.Name) << c.Expr;
+    EXPECT_EQ(p.Position, c.Position) << c.Expr;
+  }
+  std::vector<TTextProblem> problems;
+  EXPECT_EQ(EvalText("ab [Qty] [FORMT(1)] [x y]", Lookup(Fields()), Lookup(Vars()), nullptr, &problems),
+            "ab 3 [FORMT(1)] [x y]");
+  ASSERT_EQ(problems.size(), 2u);
+  EXPECT_EQ(problems[0].Placeholder, "FORMT(1)");
+  EXPECT_EQ(problems[0].Start, 10u);
+  EXPECT_EQ(DescribeExprProblem(problems[0].Problem), "unknown function \"FORMT\"");
+  EXPECT_EQ(problems[1].Start, 21u);
+  EXPECT_EQ(DescribeExprProblem(problems[1].Problem), "unknown name \"x\"");
 }
 
 TEST(ExprEvaluatorTest, FailingCallbacksGiveNull) {
