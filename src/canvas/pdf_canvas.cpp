@@ -121,9 +121,15 @@ void TPdfRptCanvas::AddWarning(std::string Text) {
     FWarnings.push_back(std::move(Text));
 }
 
-void TPdfRptCanvas::SaveToFile() {
+void TPdfRptCanvas::PrepareSave() {
   if (FInPage) EndPage();
+  if (FFontsEmitted) return;
   FFontMgr->EmitAll();
+  FFontsEmitted = true;
+}
+
+void TPdfRptCanvas::SaveToFile() {
+  PrepareSave();
   FWriter->SaveToFile();
 }
 

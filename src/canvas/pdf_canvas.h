@@ -34,6 +34,8 @@ class TPdfRptCanvas : public IRptCanvas {
 
   // Closes an open page, writes the fonts and finishes the file.
   void SaveToFile();
+  // Ends the page and embeds the fonts, as SaveToFile does first; the warnings are then complete.
+  void PrepareSave();
 
   TPDFVectorWriter& Writer() { return *FWriter; }
 
@@ -121,6 +123,7 @@ class TPdfRptCanvas : public IRptCanvas {
   float FPageW = 0;
   float FPageH = 0;
   bool FInPage = false;
+  bool FFontsEmitted = false;
   std::unique_ptr<TPDFFontManager> FFontMgr;
   std::map<std::string, int32_t> FPageFonts;
   const TPDFFontEntry* FLastPageFont = nullptr;  // already in FPageFonts for this page

@@ -38,7 +38,7 @@ namespace quillet::cli {
 // The structure listing that `check` prints.
 std::string DescribeReport(const TReportPage& Page);
 // The traps `check` points out after the listing, one "warning: ..." line each.
-std::string ReportWarnings(const TReportPage& Page);
+std::string ReportWarnings(const TReportPage& Page, const std::string& Label);
 
 // The screen half of render: pages painted by the screen canvas, written as PREFIX-N.png files
 // (N the page number across all reports, padded to the digits of the total) or one raster PDF.
@@ -59,7 +59,7 @@ TScreenResult RenderScreenPages(TReportEngine& Engine, const TScreenRender& Opti
 
 // The options of the commands that run reports (render, preview, print): the reports and the
 // data options, and what each command adds.
-enum class TRunCommand { Render, Preview, Print };
+enum class TRunCommand { Render, Preview, Print, Check };
 struct TDataOption {
   std::string Name;
   std::string Source;  // as typed, for messages
@@ -81,6 +81,7 @@ struct TRunOptions {
   std::string Format = "pdf";  // pdf, png or raster
   int Dpi = 0;                 // 0: not given (96 for png and raster)
   std::string Printer;         // print --printer
+  bool Strict = false;         // --strict: any warning fails the run
 };
 TRunOptions ParseRunOptions(const TArgs& Args, TRunCommand Command);
 
@@ -119,6 +120,14 @@ class TInterruptGuard {
 int RunPreview(const TArgs& Args);
 int RunPrint(const TArgs& Args);
 int RunPrinters(const TArgs& Args);
+
+// Warnings printed on stderr as "quillet: warning: ..." lines: at most kMaxPrintedWarnings, then
+// one "and N more" line.
+inline constexpr size_t kMaxPrintedWarnings = 20;
+void PrintWarnings(const std::vector<std::string>& Lines, size_t Total);
+void PrintWarnings(const TReportEngine& Engine);
+// The line of a run that --strict stopped: "quillet: strict: WARNING".
+int StrictFailure(const std::string& FirstWarning);
 
 // Splits "NAME=VALUE"; throws EUsageError naming Option when there is no "=" or no name.
 std::pair<std::string, std::string> SplitAssignment(const std::string& Option, const std::string& Text);

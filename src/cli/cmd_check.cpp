@@ -1,5 +1,7 @@
 // quillet check: loads a report definition and prints its structure, one line per band and
-// element, so that a report can be inspected (and diffed) without the designer.
+// element, so that a report can be inspected (and diffed) without the designer; then every
+// warning: what the loader fell back on and, given the data options of render, what the report
+// asks of its data sets and variables.
 #include <cstdio>
 #include <new>
 #include <string>
@@ -7,6 +9,7 @@
 #include "base/error.h"
 #include "base/number_format.h"
 #include "cli/cli.h"
+#include "engine/report_engine.h"
 #include "reportdef/report_model.h"
 
 namespace quillet::cli {
@@ -118,14 +121,14 @@ std::string DescribeReport(const TReportPage& P) {
   return out;
 }
 
-std::string ReportWarnings(const TReportPage& P) {
+std::string ReportWarnings(const TReportPage& P, const std::string& Label) {
   std::string out;
   for (size_t i = 0; i < P.Bands.size(); ++i) {
     const TReportBand& b = *P.Bands[i];
     // An empty source means the main data set; walked from a master band over that same set, it
     // uses up the master's records and the report ends after the first one.
     if ((b.BandType == btDetailData || b.BandType == btSubdetailData) && b.DataSourceName.empty())
-      Line(out, "warning: bands[" + std::to_string(i) + "] (" +
+      Line(out, "warning: " + Label + ": bands[" + std::to_string(i) + "] (" +
                     std::string(BandTypeNames[static_cast<int>(b.BandType)]) + "): " +
                     (b.BandType == btDetailData ? "detail" : "sub-detail") +
                     " band with an empty data source walks the main data set");
@@ -134,19 +137,40 @@ std::string ReportWarnings(const TReportPage& P) {
 }
 
 int RunCheck(const TArgs& Args) {
-  if (Args.size() != 1) throw EUsageError("check takes one REPORT.qdr");
-  if (!Args[0].empty() && Args[0][0] == '-') throw EUsageError("unknown option \"" + Args[0] + "\"");
+  const TRunOptions opt = ParseRunOptions(Args, TRunCommand::Check);
+  const std::string& file = opt.Reports.front();
   TReportPage page;
   try {
-    page.LoadFromFile(Args[0]);
+    page.LoadFromFile(file);
   } catch (const EQuilletError& e) {
     if (!e.FileName().empty()) throw;
-    throw EQuilletError(e.what(), Args[0], e.Offset());
+    throw EQuilletError(e.what(), file, e.Offset(), e.Detail());
   } catch (const std::bad_alloc&) {
-    throw EQuilletError(Args[0] + ": out of memory", Args[0]);
+    throw EQuilletError(file + ": out of memory", file);
   }
-  const std::string out = DescribeReport(page) + ReportWarnings(page);
+  std::vector<std::string> warnings;
+  const bool withData = !opt.Data.empty() || !opt.Vars.empty();
+  TReportEngine engine;
+  if (withData) {
+    // The sets are opened for their field lists; no record is walked.
+    TRunData data(opt, engine);
+    data.Open();
+    engine.SetReportFile(file);
+    engine.InjectSystemVariables();
+    warnings = engine.CheckReport(page, file);
+  } else {
+    for (const std::string& w : page.LoadWarnings) warnings.push_back(file + ": " + w);
+  }
+  std::string out = DescribeReport(page);
+  for (const std::string& w : warnings) Line(out, "warning: " + w);
+  const std::string traps = ReportWarnings(page, file);
+  out += traps;
   std::fwrite(out.data(), 1, out.size(), stdout);
+  if (opt.Strict && (!warnings.empty() || !traps.empty())) {
+    std::fflush(stdout);
+    std::string first = !warnings.empty() ? warnings.front() : traps.substr(9, traps.find('\n') - 9);
+    return StrictFailure(first);
+  }
   return 0;
 }
 

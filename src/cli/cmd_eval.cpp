@@ -1,4 +1,5 @@
 // quillet eval: evaluates one expression, or expands a text template, with --var variables.
+// With --check it prints nothing but the problems, one line each, and fails when there are any.
 #include <cstdio>
 #include <map>
 #include <string>
@@ -11,6 +12,7 @@ namespace quillet::cli {
 int RunEval(const TArgs& Args) {
   std::map<std::string, std::string> vars;
   bool isText = false;
+  bool check = false;
   bool haveInput = false;
   std::string input;
   for (size_t i = 0; i < Args.size(); ++i) {
@@ -22,6 +24,9 @@ int RunEval(const TArgs& Args) {
     } else if (a.rfind("--var=", 0) == 0) {
       auto [name, value] = SplitAssignment("--var", a.substr(6));
       vars[name] = value;
+    } else if (a == "--check") {
+      if (haveInput) throw EUsageError("--check must come before the expression");
+      check = true;
     } else if (a == "--text") {
       if (isText) throw EUsageError("--text given twice");
       if (haveInput) throw EUsageError("--text must come before the text");
@@ -51,6 +56,21 @@ int RunEval(const TArgs& Args) {
     return true;
   };
   const TAggregateFunc noAggregates;
+  if (check) {
+    std::vector<std::pair<size_t, TExprProblem>> problems;
+    if (isText) {
+      std::vector<TTextProblem> found;
+      EvalText(input, noFields, varFunc, noAggregates, &found);
+      for (TTextProblem& p : found) problems.emplace_back(p.Start + p.Problem.Position, std::move(p.Problem));
+    } else {
+      TExprProblem p;
+      EvalExpression(input, noFields, varFunc, noAggregates, &p);
+      if (p) problems.emplace_back(p.Position, std::move(p));
+    }
+    for (const auto& [position, p] : problems)
+      std::fprintf(stderr, "quillet: position %zu: %s\n", position, DescribeExprProblem(p).c_str());
+    return problems.empty() ? 0 : 1;
+  }
   if (isText) {
     const std::string out = EvalText(input, noFields, varFunc, noAggregates);
     std::fwrite(out.data(), 1, out.size(), stdout);

@@ -91,7 +91,9 @@ TRunOptions ParseRunOptionsImpl(const TArgs& Args, TRunCommand Command) {
       if (++i >= Args.size()) throw EUsageError(a + " needs a value");
       return Args[i];
     };
-    if ((a == "-o" || a == "--output") && Command != TRunCommand::Render) {
+    if (a == "--strict" && !inlineValue && (Command == TRunCommand::Render || Command == TRunCommand::Check)) {
+      o.Strict = true;
+    } else if ((a == "-o" || a == "--output") && Command != TRunCommand::Render) {
       throw EUsageError(a + " applies to render only");
     } else if (a == "--printer" && Command == TRunCommand::Print) {
       o.Printer = next();
@@ -154,7 +156,11 @@ TRunOptions ParseRunOptionsImpl(const TArgs& Args, TRunCommand Command) {
       o.Reports.push_back(a);
     }
   }
-  const char* command = Command == TRunCommand::Render ? "render" : Command == TRunCommand::Preview ? "preview" : "print";
+  const char* command = Command == TRunCommand::Render    ? "render"
+                        : Command == TRunCommand::Preview ? "preview"
+                        : Command == TRunCommand::Print   ? "print"
+                                                          : "check";
+  if (Command == TRunCommand::Check && o.Reports.size() != 1) throw EUsageError("check takes one REPORT.qdr");
   if (o.Reports.empty()) throw EUsageError(std::string(command) + " needs at least one REPORT.qdr");
   if (Command != TRunCommand::Render) return o;
   if (!haveOut) throw EUsageError(o.Format == "png" ? "render needs -o PREFIX" : "render needs -o OUT.pdf");
@@ -345,11 +351,29 @@ void TRunData::Open() { OpenInDependencyOrder(FSets, FByName); }
 
 TRunOptions ParseRunOptions(const TArgs& Args, TRunCommand Command) { return ParseRunOptionsImpl(Args, Command); }
 
+void PrintWarnings(const std::vector<std::string>& Lines, size_t Total) {
+  size_t shown = 0;
+  for (const std::string& w : Lines) {
+    if (shown == kMaxPrintedWarnings) break;
+    std::fprintf(stderr, "quillet: warning: %s\n", w.c_str());
+    ++shown;
+  }
+  if (Total > shown) std::fprintf(stderr, "quillet: warning: and %zu more\n", Total - shown);
+}
+
+void PrintWarnings(const TReportEngine& Engine) { PrintWarnings(Engine.Warnings(), Engine.WarningCount()); }
+
+int StrictFailure(const std::string& FirstWarning) {
+  std::fprintf(stderr, "quillet: strict: %s\n", FirstWarning.c_str());
+  return 1;
+}
+
 int RunRender(const TArgs& Args) {
   const TRunOptions opt = ParseRunOptions(Args, TRunCommand::Render);
   const auto started = std::chrono::steady_clock::now();
 
   TReportEngine engine;
+  engine.SetStrict(opt.Strict);
   if (opt.Compression >= 0) engine.SetPdfCompressionLevel(opt.Compression);
   if (opt.JpegQuality >= 0) engine.SetPdfJpegQuality(opt.JpegQuality);
   TRunData data(opt, engine);
@@ -400,6 +424,9 @@ int RunRender(const TArgs& Args) {
     }
   } catch (const EReportCancelled&) {
     return interrupted();
+  } catch (const EStrictWarning& e) {
+    progress.Clear();
+    return StrictFailure(e.what());
   } catch (const std::bad_alloc&) {
     progress.Clear();
     const std::string report = engine.ReportFile().empty() ? opt.Reports.front() : engine.ReportFile();
@@ -411,7 +438,7 @@ int RunRender(const TArgs& Args) {
   }
   progress.Clear();
 
-  for (const std::string& w : engine.Warnings()) std::fprintf(stderr, "quillet: warning: %s\n", w.c_str());
+  PrintWarnings(engine);
   std::error_code ec;
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
   if (opt.Format == "png") {

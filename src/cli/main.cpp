@@ -17,7 +17,7 @@ const char* const kUsage =
     "Commands:\n"
     "  render REPORT.qdr [MORE.qdr ...] -o OUT.pdf [--data NAME=SOURCE]... [--main NAME]\n"
     "         [--link DETAIL.FIELD=MASTER.FIELD]... [--var NAME=VALUE]... [--fonts DIR]...\n"
-    "         [--compression LEVEL] [--jpeg-quality Q]\n"
+    "         [--compression LEVEL] [--jpeg-quality Q] [--strict]\n"
     "                                          run reports over data sets into one PDF\n"
     "     SOURCE: FILE.csv | FILE.json | sqlite:FILE.db:SQL (SQL may use :Source.Field parameters)\n"
     "     --main NAME: the data source that an empty name means (default: the first --data)\n"
@@ -25,6 +25,7 @@ const char* const kUsage =
     "     --compression LEVEL: Flate level of page content, 0 (none) to 12, default 6\n"
     "     --jpeg-quality Q: images other than JPEG files as JPEG at quality Q (1 to 100) instead of\n"
     "         losslessly (0, the default); JPEG files are embedded as they are\n"
+    "     --strict: any warning fails the run (exit 1) and leaves an existing OUT as it was\n"
     "  preview REPORT.qdr [MORE.qdr ...] [DATA OPTIONS]\n"
     "                                          show the reports in the preview window\n"
     "  print REPORT.qdr [MORE.qdr ...] [--printer NAME] [DATA OPTIONS]\n"
@@ -34,7 +35,11 @@ const char* const kUsage =
     "  eval EXPR [--var NAME=VALUE]...         evaluate an expression and print its value\n"
     "                                          (\"(null)\" for null)\n"
     "  eval --text TEXT [--var NAME=VALUE]...  expand the [expression] placeholders of TEXT\n"
-    "  check REPORT.qdr                        load a report and print its structure\n"
+    "  eval --check [--text] INPUT             print each problem of INPUT (exit 1 if any)\n"
+    "  check REPORT.qdr [DATA OPTIONS] [--strict]\n"
+    "                                          load a report, print its structure and warnings;\n"
+    "                                          with data options also check its names against\n"
+    "                                          the data sets and variables\n"
     "  selftest DIR                            write the PDF self-test pages into DIR\n"
     "\n"
     "Options:\n"
@@ -90,10 +95,12 @@ int Main(int argc, char** argv) {
     std::fprintf(stderr, "quillet: %s\nTry 'quillet --help' for more information.\n", e.what());
     return 2;
   } catch (const EQuilletError& e) {
-    if (!e.FileName().empty() && std::string(e.what()).find(e.FileName()) == std::string::npos)
-      std::fprintf(stderr, "quillet: %s: %s\n", e.FileName().c_str(), e.what());
+    std::string text = e.what();
+    if (!e.Detail().empty()) text += ": " + e.Detail();
+    if (!e.FileName().empty() && text.find(e.FileName()) == std::string::npos)
+      std::fprintf(stderr, "quillet: %s: %s\n", e.FileName().c_str(), text.c_str());
     else
-      std::fprintf(stderr, "quillet: %s\n", e.what());
+      std::fprintf(stderr, "quillet: %s\n", text.c_str());
     return 1;
   } catch (const std::bad_alloc&) {
     std::fprintf(stderr, "quillet: out of memory\n");

@@ -128,7 +128,15 @@ bool TReportEngine::CvBandVisible(const TReportBand& Band, bool IsFirstPage) con
 void TReportEngine::CvRenderBand(const TReportBand& Band, float Y) {
   // A band of the outer report starts a fresh budget of subreport expansions.
   if (FSubreportChain.empty()) FSubreportExpansions = 0;
-  for (const auto& el : Band.Elements) CvRenderEl(*el, Y, FCvPage->MarginLeft);
+  const TReportBand* savedBand = FCvCurBand;
+  const TReportElement* savedEl = FCvCurEl;
+  FCvCurBand = &Band;
+  for (const auto& el : Band.Elements) {
+    FCvCurEl = el.get();
+    CvRenderEl(*el, Y, FCvPage->MarginLeft);
+  }
+  FCvCurBand = savedBand;
+  FCvCurEl = savedEl;
 }
 
 void TReportEngine::RenderPageBand(const TReportBand& Band, float Y) {

@@ -179,7 +179,9 @@ std::string TReportEngine::ResolveText(const TReportElement& El) {
       if (TField* f = FCurrentDS->FindField(df)) return f->DisplayText();
     }
     if (qualified || (FCurrentDS && FCurrentDS->Active())) {
-      TExprValue v = EvalExpression(df, FFieldFunc, FVarFunc, FAggFunc);
+      TExprProblem problem;
+      TExprValue v = EvalExpression(df, FFieldFunc, FVarFunc, FAggFunc, &problem);
+      if (problem) WarnTextProblems({TTextProblem{df, 1, std::move(problem)}});
       return v.IsNull() ? std::string() : v.ToText();
     }
   }
@@ -188,12 +190,18 @@ std::string TReportEngine::ResolveText(const TReportElement& El) {
     TExprValue v;
     if (ResolveVarValue(t.substr(1, t.size() - 2), v)) return v.ToText();
   }
-  return EvalText(t, FFieldFunc, FVarFunc, FAggFunc);
+  std::vector<TTextProblem> problems;
+  std::string out = EvalText(t, FFieldFunc, FVarFunc, FAggFunc, &problems);
+  if (!problems.empty()) WarnTextProblems(problems);
+  return out;
 }
 
 std::string TReportEngine::ResolveCellText(const std::string& S) {
   if (S.empty()) return std::string();
-  return EvalText(S, FFieldFunc, FVarFunc, FAggFunc);
+  std::vector<TTextProblem> problems;
+  std::string out = EvalText(S, FFieldFunc, FVarFunc, FAggFunc, &problems);
+  if (!problems.empty()) WarnTextProblems(problems);
+  return out;
 }
 
 bool TReportEngine::PageNeedsTotalPages(const TReportPage* Page) {

@@ -110,6 +110,7 @@ int32_t TReportEngine::RunPass(TReportPage& Page, const IRptCanvasPtr& Canvas, c
                                                                           : std::to_string(Pass.TotalPages))
                                                         : Pass.TotalPagesText);
   if (!Pass.CountOnly) ResetAggregates();
+  WarnReport(Page);
   CvExecuteReport();
   return FCvPageNum;
 }
@@ -133,8 +134,12 @@ std::shared_ptr<TPdfRptCanvas> TReportEngine::NewPdfCanvas(const std::string& Ou
 }
 
 void TReportEngine::FinishPdf(TPdfRptCanvas& Canvas) {
-  Canvas.SaveToFile();
+  // Fonts are embedded before the file is written: their damage is known before a strict run
+  // decides whether to write it.
+  Canvas.PrepareSave();
   for (const std::string& w : Canvas.Warnings()) AddWarning(w);
+  CheckStrict();
+  Canvas.SaveToFile();
 }
 
 int32_t TReportEngine::CountAndDraw(TReportPage& Page, const IRptCanvasPtr& Canvas) {
@@ -145,7 +150,7 @@ int32_t TReportEngine::CountAndDraw(TReportPage& Page, const IRptCanvasPtr& Canv
 
 void TReportEngine::RenderPageToPDF(TReportPage& Page, const std::string& OutFile) {
   DoBeforeRender();
-  FWarnings.clear();
+  ClearWarnings();
   TSubreportCacheScope cache(*this);
   auto canvas = NewPdfCanvas(OutFile, &Page);
   CountAndDraw(Page, canvas);
@@ -180,7 +185,7 @@ void TReportEngine::ExportPDF(const std::vector<std::string>& Files, const std::
   AutoDiscoverDataSources();
   InjectSystemVariables();
   DoBeforeRender();
-  FWarnings.clear();
+  ClearWarnings();
   TSubreportCacheScope cache(*this);
   std::shared_ptr<TPdfRptCanvas> canvas;
   {

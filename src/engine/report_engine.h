@@ -49,6 +49,13 @@ class EReportCancelled : public EQuilletError {
   EReportCancelled() : EQuilletError("Rapor kullanici tarafindan durduruldu") {}
 };
 
+// Raised by an output operation of a strict engine that met a warning, before its output is
+// written; the message is the first warning.
+class EStrictWarning : public EQuilletError {
+ public:
+  using EQuilletError::EQuilletError;
+};
+
 // Running totals of one field.
 struct TAggrAccum {
   int64_t Count = 0;  // records accumulated, null and non-numeric values included
@@ -145,13 +152,32 @@ class TReportEngine : public TComponent {
   // the file is byte-for-byte the same either way.
   bool PdfBackgroundCompression() const noexcept { return FPdfBackgroundCompression; }
   void SetPdfBackgroundCompression(bool On) noexcept { FPdfBackgroundCompression = On; }
-  // Tolerated damage of the last PDF export (substituted fonts, damaged glyphs, subreports that
-  // include themselves), at most 100 lines.
+  // What the last output operation warned about, each distinct line once, at most kMaxWarnings
+  // of them: the checks of CheckReport, problems met while drawing (an unusable value in a
+  // placeholder), substituted fonts, damaged glyphs, subreports that include themselves.
   const std::vector<std::string>& Warnings() const noexcept { return FWarnings; }
-  // Adds a line to Warnings (drivers in other modules report their canvas's substitutions here),
-  // up to the cap; ClearWarnings starts an operation's list.
+  // Distinct warnings of the operation, those beyond the kept ones included.
+  size_t WarningCount() const noexcept { return FWarningCount; }
+  // Adds a line to Warnings unless the operation has it already (drivers in other modules report
+  // their canvas's substitutions here); ClearWarnings starts an operation's list.
   void AddWarning(const std::string& Text);
-  void ClearWarnings() { FWarnings.clear(); }
+  void ClearWarnings();
+  // A strict engine fails an output operation that warned: EStrictWarning is raised before the
+  // output file is written, so an existing file stays as it was.
+  bool Strict() const noexcept { return FStrict; }
+  void SetStrict(bool On) noexcept { FStrict = On; }
+  // Raises EStrictWarning when strict and a warning was met; drivers call it before they write.
+  void CheckStrict() const;
+  // The problems of Page that show without walking any record, one line each starting with
+  // Label (the report file) and the place in it ("invoice.qdr: bands[1].elements[4] (Label
+  // "total"): ..."): what the loader fell back on, data sources not registered or not open,
+  // names their data sets lack, unknown functions, variables and other expression problems,
+  // aggregates of fields no walked data set has, missing image and subreport files. Subreports
+  // are checked in their own files. Uses the registered data sets and variables as they are now.
+  std::vector<std::string> CheckReport(const TReportPage& Page, const std::string& Label);
+  // "LABEL: bands[B].elements[E] (Type \"name\")".
+  static std::string ElementPlace(const std::string& Label, size_t BandIndex, size_t ElementIndex,
+                                  const TReportElement& El);
   // How many subreports may expand beneath one drawing of one band of the outer report, counted
   // over all depths; past it the run stops with "Subreport nesting too large in FILE".
   int64_t SubreportExpansionLimit() const noexcept { return FSubreportExpansionLimit; }
@@ -294,7 +320,17 @@ class TReportEngine : public TComponent {
   void Notification(TComponent* AComponent, TOperation Operation) override;
 
  private:
+  class TLinter;
   void ShowMessage(const std::string& Message);
+  // Adds the warnings of CheckReport for the report being run.
+  void WarnReport(const TReportPage& Page);
+  // Warns of the problems of an element's placeholders met while drawing it.
+  void WarnTextProblems(const std::vector<TTextProblem>& Problems);
+  // "data source \"Name\"", or how the main data set is called.
+  std::string DataSetLabel(const std::string& Name) const;
+  static std::string SubreportKey(const std::string& File);
+  // The parsed subreport File from this operation's cache, loaded on first use.
+  TReportPage* CachedSubreport(const std::string& File);
   // The state every pass starts from: each active registered set on its first record (masters
   // first), no record counted, the default data source current, no master.
   void RewindForPass();
@@ -369,6 +405,12 @@ class TReportEngine : public TComponent {
   bool FPdfBackgroundCompression = true;
   std::vector<std::string> FFontDirs;
   std::vector<std::string> FWarnings;
+  std::set<std::string> FWarningSeen;
+  size_t FWarningCount = 0;
+  bool FStrict = false;
+  // The element being drawn, for the place of a warning.
+  const TReportBand* FCvCurBand = nullptr;
+  const TReportElement* FCvCurEl = nullptr;
   TMessageHook FMessageHook;
   std::atomic<bool> FCancelRequested{false};
   // Subreports: the files being drawn, outermost first; expansions beneath the outer band now
@@ -378,6 +420,7 @@ class TReportEngine : public TComponent {
   int64_t FSubreportExpansionLimit = kMaxSubreportExpansions;
   std::map<std::string, std::unique_ptr<TReportPage>> FSubreportCache;
   std::set<std::string> FSubreportCycleWarned;
+  std::map<std::string, std::string> FSubreportLabels;  // cache key -> the file as located
 
   // The evaluator's callbacks, made once so resolving a text allocates no closures.
   TGetIdentValueFunc FFieldFunc;

@@ -43,23 +43,18 @@ std::string TReportEngine::LocateSubreport(const TReportElement& El) const {
 void TReportEngine::ClearSubreportCache() {
   FSubreportCache.clear();
   FSubreportCycleWarned.clear();
+  FSubreportLabels.clear();
 }
 
 void TReportEngine::SetSubreportExpansionLimit(int64_t Limit) noexcept {
   FSubreportExpansionLimit = std::max<int64_t>(1, Limit);
 }
 
-void TReportEngine::AddWarning(const std::string& Text) {
-  if (FWarnings.size() < kMaxWarnings) FWarnings.push_back(Text);
-}
-
 TReportPage* TReportEngine::EnterSubreport(const TReportElement& El, std::string& Key) {
   if (static_cast<int>(FSubreportChain.size()) >= kMaxSubreportDepth) return nullptr;
   const std::string file = LocateSubreport(El);
   if (file.empty()) return nullptr;
-  std::error_code ec;
-  Key = std::filesystem::weakly_canonical(file, ec).string();
-  if (ec || Key.empty()) Key = file;
+  Key = SubreportKey(file);
   // A file already being drawn further up would expand without end.
   if (std::find(FSubreportChain.begin(), FSubreportChain.end(), Key) != FSubreportChain.end()) {
     if (FSubreportCycleWarned.insert(Key).second)
@@ -68,14 +63,9 @@ TReportPage* TReportEngine::EnterSubreport(const TReportElement& El, std::string
   }
   if (++FSubreportExpansions > FSubreportExpansionLimit)
     throw EQuilletError("Subreport nesting too large in " + file, file);
-  auto it = FSubreportCache.find(Key);
-  if (it == FSubreportCache.end()) {
-    auto page = std::make_unique<TReportPage>();
-    page->LoadFromFile(file);
-    it = FSubreportCache.emplace(Key, std::move(page)).first;
-  }
+  TReportPage* page = CachedSubreport(file);
   FSubreportChain.push_back(Key);
-  return it->second.get();
+  return page;
 }
 
 void TReportEngine::LeaveSubreport() { FSubreportChain.pop_back(); }

@@ -66,6 +66,87 @@ OJson CellStyleJson(const TCellStyle& Style) {
 }
 
 // ---- reading -------------------------------------------------------------------------------
+
+// Load warnings: what the reader fell back on. The page being loaded collects them; Where names
+// the object being read ("bands[1].elements[4] (Label \"total\")", "" for the document).
+struct TLoadNotes {
+  std::vector<std::string>* Out = nullptr;
+  std::string Where;
+};
+thread_local TLoadNotes* tNotes = nullptr;
+
+// Plenty for any author to work through; a generated file with a million unknown members should
+// not make a million lines.
+constexpr size_t kMaxLoadWarnings = 1000;
+
+void Note(const std::string& Text) {
+  if (tNotes == nullptr || tNotes->Out == nullptr || tNotes->Out->size() >= kMaxLoadWarnings) return;
+  tNotes->Out->push_back(tNotes->Where.empty() ? Text : tNotes->Where + ": " + Text);
+}
+
+// Sets Where for the life of the scope.
+class TWhereScope {
+ public:
+  explicit TWhereScope(std::string Where) {
+    if (tNotes == nullptr) return;
+    FOld = std::move(tNotes->Where);
+    tNotes->Where = std::move(Where);
+    FSet = true;
+  }
+  ~TWhereScope() {
+    if (FSet && tNotes != nullptr) tNotes->Where = std::move(FOld);
+  }
+  TWhereScope(const TWhereScope&) = delete;
+  TWhereScope& operator=(const TWhereScope&) = delete;
+
+ private:
+  std::string FOld;
+  bool FSet = false;
+};
+
+std::string Where() { return tNotes ? tNotes->Where : std::string(); }
+
+std::string Quote(std::string_view S) { return "\"" + std::string(S) + "\""; }
+
+std::string AsciiLower(std::string_view S) {
+  std::string R(S);
+  for (char& C : R)
+    if (C >= 'A' && C <= 'Z') C = static_cast<char>(C - 'A' + 'a');
+  return R;
+}
+
+template <typename TJson>
+const char* JsonTypeName(const TJson& V) {
+  if (V.is_string()) return "a string";
+  if (V.is_boolean()) return "true or false";
+  if (V.is_number()) return "a number";
+  if (V.is_array()) return "an array";
+  if (V.is_object()) return "an object";
+  return "null";
+}
+
+// Every member of Obj that is not in Known, with the spelling meant when only its case differs.
+template <typename TJson, size_t N>
+void NoteUnknownMembers(const TJson& Obj, const std::array<std::string_view, N>& Known) {
+  if (tNotes == nullptr || !Obj.is_object()) return;
+  for (auto It = Obj.begin(); It != Obj.end(); ++It) {
+    const std::string& Key = It.key();
+    bool Found = false;
+    std::string_view Meant;
+    for (std::string_view K : Known) {
+      if (K == Key) Found = true;
+      else if (AsciiLower(K) == AsciiLower(Key)) Meant = K;
+    }
+    if (Found) continue;
+    Note("unknown member " + Quote(Key) + (Meant.empty() ? std::string(", ignored") : ", did you mean " + Quote(Meant) + "?"));
+  }
+}
+
+// A member present with a value of another JSON type than Wanted (null counts as absent).
+template <typename TJson>
+void NoteWrongType(const TJson& V, const char* Key, const char* Wanted, const std::string& Default) {
+  Note(Quote(Key) + " is " + JsonTypeName(V) + ", not " + Wanted + "; read as " + Default);
+}
 // The readers are templates so that they serve both the sorted json the file reader parses into
 // (logarithmic member look-up, safe for objects with very many members) and the ordered json a
 // caller may hold.
@@ -116,6 +197,7 @@ std::string ReadString(const TJson& Obj, const char* Key, const std::string& Def
 template <typename TJson>
 bool ReadBool(const TJson& Obj, const char* Key, bool Default) {
   const TJson* V = Member(Obj, Key);
+  if (V != nullptr && !V->is_boolean() && !V->is_null()) NoteWrongType(*V, Key, "true or false", Default ? "true" : "false");
   return V != nullptr && V->is_boolean() ? V->template get<bool>() : Default;
 }
 
@@ -131,6 +213,7 @@ float ClampToFloat(double D) {
 template <typename TJson>
 float ReadFloat(const TJson& Obj, const char* Key, float Default) {
   const TJson* V = Member(Obj, Key);
+  if (V != nullptr && !V->is_number() && !V->is_null()) NoteWrongType(*V, Key, "a number", FloatToShortest(Default));
   return V != nullptr && V->is_number() ? ClampToFloat(V->template get<double>()) : Default;
 }
 
@@ -147,6 +230,7 @@ int32_t ClampToInt32(double D) {
 template <typename TJson>
 int32_t ReadInt(const TJson& Obj, const char* Key, int32_t Default, bool Round = false) {
   const TJson* V = Member(Obj, Key);
+  if (V != nullptr && !V->is_number() && !V->is_null()) NoteWrongType(*V, Key, "a number", std::to_string(Default));
   if (V == nullptr || !V->is_number()) return Default;
   if (V->is_number_unsigned()) {
     const uint64_t U = V->template get<uint64_t>();
@@ -163,9 +247,33 @@ int32_t ReadInt(const TJson& Obj, const char* Key, int32_t Default, bool Round =
   return ClampToInt32(Round ? std::round(D) : std::trunc(D));
 }
 
+// Colour text that an author can only have meant otherwise: after one optional "#", anything
+// but 6 or 8 hexadecimal digits ("#ABC", "red", "#FF00000").
+bool IsColorText(std::string_view S) {
+  if (!S.empty() && S[0] == '#') S.remove_prefix(1);
+  if (S.size() != 6 && S.size() != 8) return false;
+  for (char C : S)
+    if (!((C >= '0' && C <= '9') || (C >= 'a' && C <= 'f') || (C >= 'A' && C <= 'F'))) return false;
+  return true;
+}
+
 template <typename TJson>
 TAlphaColor ReadColor(const TJson& Obj, const char* Key, const char* Default) {
-  return HexToAlphaColor(ReadString(Obj, Key, Default));
+  const std::string Text = ReadString(Obj, Key, Default);
+  const TAlphaColor C = HexToAlphaColor(Text);
+  if (!IsColorText(Text))
+    Note(Quote(Key) + " " + Quote(Text) + " is not a colour (#RRGGBB or #AARRGGBB); read as " + AlphaColorToHex(C));
+  return C;
+}
+
+// An enumeration member: its spelling, and a warning when the reader falls back.
+template <typename TJson, typename TEnum>
+TEnum ReadEnum(const TJson& Obj, const char* Key, const char* Default, TEnum (*FromStr)(std::string_view),
+               std::string (*ToStr)(TEnum)) {
+  const std::string Text = ReadString(Obj, Key, Default);
+  const TEnum V = FromStr(Text);
+  if (ToStr(V) != Text) Note("unknown " + std::string(Key) + " " + Quote(Text) + ", read as " + Quote(ToStr(V)));
+  return V;
 }
 
 // An array member: nullptr when absent; present but not an array is a damaged file.
@@ -210,7 +318,8 @@ TCellStyle ReadCellStyle(const TJson& Item) {
   Style.Italic = ReadBool(Item, "i", false);
   Style.TextColor = ReadColor(Item, "tc", "#FF000000");
   Style.Fill = ReadColor(Item, "fl", "#00000000");
-  Style.HAlign = StrToHorzAlign(ReadString(Item, "ha", "Left"));
+  NoteUnknownMembers(Item, CellStyleMembers);
+  Style.HAlign = ReadEnum(Item, "ha", "Left", StrToHorzAlign, HorzAlignToStr);
   return Style;
 }
 
@@ -230,8 +339,15 @@ template <typename TJson>
 std::unique_ptr<TReportElement> LoadElement(const TJson& Obj) {
   RequireObject(Obj, "an element");
   auto E = std::make_unique<TReportElement>();
-  E->ElemType = ElemTypeFromStr(ReadString(Obj, "type", "Label"));
+  const std::string TypeText = ReadString(Obj, "type", "Label");
+  E->ElemType = ElemTypeFromStr(TypeText);
   E->Name = ReadString(Obj, "name", "");
+  const std::string_view TypeName = ElemTypeNames[static_cast<size_t>(E->ElemType)];
+  const std::string Path = Where();
+  const std::string Desc = " (" + std::string(TypeName) + (E->Name.empty() ? "" : " " + Quote(E->Name)) + ")";
+  TWhereScope Scope(Path + Desc);
+  if (TypeText != TypeName) Note("unknown element type " + Quote(TypeText) + ", read as " + Quote(TypeName));
+  NoteUnknownMembers(Obj, ElementMembers);
   E->Left = ReadFloat(Obj, "left", 10);
   E->Top = ReadFloat(Obj, "top", 10);
   E->Width = ReadFloat(Obj, "width", 150);
@@ -249,9 +365,9 @@ std::unique_ptr<TReportElement> LoadElement(const TJson& Obj) {
   E->BorderColor = ReadColor(Obj, "borderColor", "#FF000000");
   E->StrokeColor = ReadColor(Obj, "strokeColor", "#FF000000");
   E->FillColor = ReadColor(Obj, "fillColor", "#00000000");
-  E->HorzAlign = StrToHorzAlign(ReadString(Obj, "horzAlign", "Left"));
+  E->HorzAlign = ReadEnum(Obj, "horzAlign", "Left", StrToHorzAlign, HorzAlignToStr);
   // A missing vertical alignment reads as top, unlike a fresh element (centre).
-  E->VertAlign = StrToVertAlign(ReadString(Obj, "vertAlign", "Top"));
+  E->VertAlign = ReadEnum(Obj, "vertAlign", "Top", StrToVertAlign, VertAlignToStr);
   E->BorderWidth = ReadFloat(Obj, "borderWidth", 1);
   E->StrokeWidth = ReadFloat(Obj, "strokeWidth", 1);
   E->CornerX = ReadFloat(Obj, "cornerX", 5);
@@ -278,7 +394,10 @@ std::unique_ptr<TReportElement> LoadElement(const TJson& Obj) {
   if (const TJson* H = ArrayMember(Obj, "rowHeights")) E->RowHeights = ReadFloatArray(*H);
   if (const TJson* Styles = ArrayMember(Obj, "cellStyles")) {
     E->CellStyles.reserve(Styles->size());
-    for (const auto& Item : *Styles) E->CellStyles.push_back(ReadCellStyle(Item));
+    for (size_t K = 0; K < Styles->size(); ++K) {
+      TWhereScope ItemScope(Path + ".cellStyles[" + std::to_string(K) + "]" + Desc);
+      E->CellStyles.push_back(ReadCellStyle((*Styles)[K]));
+    }
   }
   if (const TJson* F = ArrayMember(Obj, "colFields"))
     E->ColFields = ReadStringArray(*F, "colFields");
@@ -286,21 +405,32 @@ std::unique_ptr<TReportElement> LoadElement(const TJson& Obj) {
   E->SubReportFile = ReadString(Obj, "subReportFile", "");
   E->SubReportFlow = ReadBool(Obj, "subReportFlow", false);
   E->ShowBarcodeText = ReadBool(Obj, "showBarcodeText", true);
-  E->ImageScale = StrToImageScale(ReadString(Obj, "imageScale", "Stretch"));
+  E->ImageScale = ReadEnum(Obj, "imageScale", "Stretch", StrToImageScale, ImageScaleToStr);
   return E;
 }
 
+// Where is the path of the array ("bands[1]" or "", the legacy document's own elements).
 template <typename TJson>
-void LoadElements(const TJson& Arr, TReportBand& Band) {
+void LoadElements(const TJson& Arr, TReportBand& Band, const std::string& Path) {
   Band.Elements.reserve(Arr.size());
-  for (const auto& Item : Arr) Band.Elements.push_back(LoadElement(Item));
+  size_t K = 0;
+  for (const auto& Item : Arr) {
+    TWhereScope Scope((Path.empty() ? "" : Path + ".") + "elements[" + std::to_string(K++) + "]");
+    Band.Elements.push_back(LoadElement(Item));
+  }
 }
 
 template <typename TJson>
 std::unique_ptr<TReportBand> LoadBand(const TJson& Obj) {
   RequireObject(Obj, "a band");
   auto Band = std::make_unique<TReportBand>();
-  Band->BandType = BandTypeFromStr(ReadString(Obj, "type", "MasterData"));
+  const std::string Path = Where();
+  const std::string TypeText = ReadString(Obj, "type", "MasterData");
+  Band->BandType = BandTypeFromStr(TypeText);
+  const std::string_view TypeName = BandTypeNames[static_cast<size_t>(Band->BandType)];
+  TWhereScope Scope(Path + " (" + std::string(TypeName) + ")");
+  if (TypeText != TypeName) Note("unknown band type " + Quote(TypeText) + ", read as " + Quote(TypeName));
+  NoteUnknownMembers(Obj, BandMembers);
   Band->Height = ReadFloat(Obj, "height", 60);
   Band->DataSourceName = ReadString(Obj, "dataSource", "");
   Band->GroupCondition = ReadString(Obj, "groupCondition", "");
@@ -308,12 +438,14 @@ std::unique_ptr<TReportBand> LoadBand(const TJson& Obj) {
   Band->PrintOnFirstPage = ReadBool(Obj, "printOnFirstPage", true);
   Band->PrintOnOddPages = ReadBool(Obj, "printOnOddPages", true);
   Band->PrintOnEvenPages = ReadBool(Obj, "printOnEvenPages", true);
-  if (const TJson* Elements = ArrayMember(Obj, "elements")) LoadElements(*Elements, *Band);
+  if (const TJson* Elements = ArrayMember(Obj, "elements")) LoadElements(*Elements, *Band, Path);
   return Band;
 }
 
 template <typename TJson>
 void LoadPageSettings(const TJson& P, TReportPage& Page) {
+  TWhereScope Scope("page");
+  NoteUnknownMembers(P, PageMembers);
   Page.PageWidth = ReadInt(P, "width", Page.PageWidth);
   Page.PageHeight = ReadInt(P, "height", Page.PageHeight);
   if (Member(P, "marginTop") != nullptr) {
@@ -341,7 +473,10 @@ void LoadDocument(const TJson& Root, TReportPage& Page) {
   const std::string Version =
       VersionMember->is_null() ? "null" : ValueText(*VersionMember, "version");
 
+  NoteUnknownMembers(Root, RootMembers);
   if (const TJson* Pdf = Member(Root, "pdf"); Pdf != nullptr && Pdf->is_object()) {
+    TWhereScope Scope("pdf");
+    NoteUnknownMembers(*Pdf, PdfMembers);
     Page.PdfTitle = ReadString(*Pdf, "title", "");
     Page.PdfAuthor = ReadString(*Pdf, "author", "");
     Page.PdfSubject = ReadString(*Pdf, "subject", "");
@@ -354,8 +489,11 @@ void LoadDocument(const TJson& Root, TReportPage& Page) {
       Page.VisibleDataSources.push_back(std::move(Name));
 
   if (const TJson* Sources = ArrayMember(Root, "dataSources")) {
+    size_t K = 0;
     for (const auto& Source : *Sources) {
       RequireObject(Source, "a data source");
+      TWhereScope Scope("dataSources[" + std::to_string(K++) + "]");
+      NoteUnknownMembers(Source, DataSourceMembers);
       std::string Name = ReadString(Source, "name", "");
       if (Name.empty()) continue;
       std::vector<std::string> Fields;
@@ -372,16 +510,35 @@ void LoadDocument(const TJson& Root, TReportPage& Page) {
   if (Version != "1.0") {
     if (const TJson* Bands = ArrayMember(Root, "bands")) {
       Page.Bands.reserve(Bands->size());
-      for (const auto& Item : *Bands) Page.Bands.push_back(LoadBand(Item));
+      for (size_t K = 0; K < Bands->size(); ++K) {
+        TWhereScope Scope("bands[" + std::to_string(K) + "]");
+        Page.Bands.push_back(LoadBand((*Bands)[K]));
+      }
     }
   } else {
     // Legacy reports are one data band filling the printable height.
     auto Band = std::make_unique<TReportBand>();
     Band->BandType = btMasterData;
     Band->Height = ClampToFloat(double(Page.PageHeight) - Page.MarginTop - Page.MarginBottom);
-    if (const TJson* Elements = ArrayMember(Root, "elements")) LoadElements(*Elements, *Band);
+    if (const TJson* Elements = ArrayMember(Root, "elements")) LoadElements(*Elements, *Band, std::string());
     Page.Bands.push_back(std::move(Band));
   }
+}
+
+// "line 3, column 14: unexpected '}'" from the parser's message, its own prefix and the grammar
+// rule it was in left out.
+std::string ParseErrorDetail(const std::string& What) {
+  std::string R = What;
+  const size_t At = R.find("at line ");
+  if (At != std::string::npos) R.erase(0, At + 3);
+  const size_t Rule = R.find("syntax error while parsing ");
+  if (Rule != std::string::npos) {
+    const size_t Dash = R.find(" - ", Rule);
+    if (Dash != std::string::npos) R.erase(Rule, Dash + 3 - Rule);
+  }
+  const size_t Semi = R.find("; ");
+  if (Semi != std::string::npos) R.erase(Semi);
+  return R;
 }
 
 }  // namespace
@@ -554,14 +711,23 @@ void TReportPage::LoadFromString(std::string_view S) {
     Root = nlohmann::json::parse(S.begin(), S.end());
   } catch (const nlohmann::json::parse_error& E) {
     // The parser counts the bytes it read; the offset is that of the byte it stopped at.
-    throw EQuilletError(InvalidReportData, std::string(),
-                        E.byte > 0 ? static_cast<int64_t>(E.byte) - 1 : 0);
+    throw EQuilletError(InvalidReportData, std::string(), E.byte > 0 ? static_cast<int64_t>(E.byte) - 1 : 0,
+                        ParseErrorDetail(E.what()));
   } catch (const nlohmann::json::exception&) {
     throw EQuilletError(InvalidReportData);
   }
-  if (!Root.is_object()) throw EQuilletError(InvalidReportData);
+  if (!Root.is_object()) throw EQuilletError(InvalidReportData, std::string(), -1, "not a JSON object");
   Clear();
-  LoadDocument(Root, *this);
+  TLoadNotes Notes{&LoadWarnings, std::string()};
+  TLoadNotes* Outer = tNotes;
+  tNotes = &Notes;
+  try {
+    LoadDocument(Root, *this);
+  } catch (...) {
+    tNotes = Outer;
+    throw;
+  }
+  tNotes = Outer;
 }
 
 void TReportPage::SaveToFile(const std::string& FileName) const {
@@ -576,7 +742,7 @@ void TReportPage::LoadFromFile(const std::string& FileName) {
   } catch (const EQuilletError& E) {
     if (!E.FileName().empty()) throw;
     const int64_t BomSize = static_cast<int64_t>(Bytes.size() - Text.size());
-    throw EQuilletError(E.what(), FileName, E.Offset() >= 0 ? E.Offset() + BomSize : -1);
+    throw EQuilletError(E.what(), FileName, E.Offset() >= 0 ? E.Offset() + BomSize : -1, E.Detail());
   }
 }
 

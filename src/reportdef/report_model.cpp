@@ -162,6 +162,7 @@ std::unique_ptr<TReportElement> TReportElement::Clone() const {
 
 void TReportPage::Clear() {
   Bands.clear();
+  LoadWarnings.clear();
   VisibleDataSources.clear();
   DataSources.clear();
   PdfTitle.clear();

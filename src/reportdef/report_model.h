@@ -75,6 +75,28 @@ inline constexpr std::array<std::string_view, 10> BandTypeNames = {
     "Title",   "PageHeader", "MasterData", "DetailData",  "SubdetailData",
     "PageFooter", "Summary", "PageBody",   "GroupHeader", "GroupFooter"};
 
+// The members a report file may give, per kind of object. Any other member is ignored with a
+// load warning.
+inline constexpr std::array<std::string_view, 7> RootMembers = {
+    "version", "page", "pdf", "bands", "elements", "visibleDataSources", "dataSources"};
+inline constexpr std::array<std::string_view, 11> PageMembers = {
+    "width",  "height",          "marginTop",       "marginBottom", "marginLeft", "marginRight",
+    "margin", "startPageNumber", "resetPageNumber", "gridSize",     "printerName"};
+inline constexpr std::array<std::string_view, 5> PdfMembers = {"title", "author", "subject", "keywords", "creator"};
+inline constexpr std::array<std::string_view, 2> DataSourceMembers = {"name", "fields"};
+inline constexpr std::array<std::string_view, 9> BandMembers = {
+    "type",    "height",           "dataSource",      "groupCondition",  "autoGrow",
+    "elements", "printOnFirstPage", "printOnOddPages", "printOnEvenPages"};
+inline constexpr std::array<std::string_view, 47> ElementMembers = {
+    "type",        "name",          "left",         "top",         "width",           "height",
+    "text",        "dataField",     "imageFile",    "imageScale",  "wordWrap",        "fontName",
+    "fontSize",    "fontBold",      "fontItalic",   "textColor",   "backColor",       "borderColor",
+    "strokeColor", "fillColor",     "horzAlign",    "vertAlign",   "borderWidth",     "strokeWidth",
+    "cornerX",     "cornerY",       "checked",      "x2",          "y2",              "borderTop",
+    "borderRight", "borderBottom",  "borderLeft",   "rows",        "cols",            "cells",
+    "headerRow",   "headerFill",    "headerBold",   "headerTextColor", "colWidths",   "rowHeights",
+    "cellStyles",  "colFields",     "subReportFile", "subReportFlow", "showBarcodeText"};
+inline constexpr std::array<std::string_view, 5> CellStyleMembers = {"b", "i", "tc", "fl", "ha"};
 // Captions for user interfaces, indexed by ordinal.
 inline constexpr std::array<std::string_view, 10> BandTypeLabels = {
     "Title",       "Page Header", "Master Data", "Detail Data",  "Sub-detail Data",
@@ -270,6 +292,10 @@ class TReportPage {
   bool ResetPageNumber = true;
   int32_t GridSize = 10;    // the designer's snap grid
   std::string PrinterName;  // printer to use when printing; "" is the default printer
+  // What the last load fell back on, one line each: unknown type spellings and members, members
+  // of the wrong JSON type, colour texts that cannot be meant. Each line starts with where it is
+  // in the file ("bands[1].elements[4] (Label \"total\"): ...", "page: ..."); no file name.
+  std::vector<std::string> LoadWarnings;
   // PDF document information; the engine's own Pdf* settings take precedence when set.
   std::string PdfTitle;
   std::string PdfAuthor;

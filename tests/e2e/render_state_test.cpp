@@ -135,8 +135,8 @@ TEST(RenderState, CheckWarnsOfDetailBandsOverTheMainSet) {
   EXPECT_EQ(r.Status, 0) << r.Err;
   EXPECT_EQ(r.Err, "");
   const std::string tail =
-      "warning: bands[2] (DetailData): detail band with an empty data source walks the main data set\n"
-      "warning: bands[3] (SubdetailData): sub-detail band with an empty data source walks the main data set\n";
+      "warning: trap.qdr: bands[2] (DetailData): detail band with an empty data source walks the main data set\n"
+      "warning: trap.qdr: bands[3] (SubdetailData): sub-detail band with an empty data source walks the main data set\n";
   ASSERT_GE(r.Out.size(), tail.size());
   EXPECT_EQ(r.Out.substr(r.Out.size() - tail.size()), tail) << r.Out;
   EXPECT_NE(r.Out.find("Bands: 5"), std::string::npos);

@@ -36,7 +36,7 @@ int RunPreview(const TArgs& Args) {
   InstallGuiMessageHook(engine);
   if (opt.Reports.size() == 1) Preview(engine, opt.Reports.front());
   else Preview(engine, opt.Reports);
-  for (const std::string& w : engine.Warnings()) std::fprintf(stderr, "quillet: warning: %s\n", w.c_str());
+  PrintWarnings(engine);
   return 0;
 }
 

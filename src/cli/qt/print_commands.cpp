@@ -65,7 +65,7 @@ int RunPrint(const TArgs& Args) {
       if (!e.FileName().empty()) throw;
       throw EQuilletError(e.what(), report);
     }
-    for (const std::string& w : engine.Warnings()) std::fprintf(stderr, "quillet: warning: %s\n", w.c_str());
+    PrintWarnings(engine);
     const std::string printer = ActivePrinterName();
     if (pages > before && (printers.empty() || printers.back() != printer)) printers.push_back(printer);
   }

@@ -83,6 +83,8 @@ TScreenResult RenderScreenPages(TReportEngine& Engine, const TScreenRender& Opti
                                             done == total);
                        });
     }
+    // A strict run that warned writes nothing: the pages already written go below.
+    Engine.CheckStrict();
     if (raster) raster->Finish();
   } catch (...) {
     for (const std::string& f : written) std::remove(f.c_str());
