@@ -20,6 +20,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -42,6 +43,12 @@ std::string UserDocumentsFolder();
 inline constexpr int64_t kMaxSubreportExpansions = 10000;
 // Warnings kept per output operation.
 inline constexpr size_t kMaxWarnings = 100;
+
+// The names of the built-in variables, in upper case, each English name followed by its Turkish
+// ones: D, DATE, TARIH, TIME, SAAT, ... A name matches in any case (the Turkish dotted and dotless
+// i count as I: "TARİH", "tarih"), and a built-in always wins over a variable of the same name.
+const std::vector<std::string>& SystemVariableNames();
+bool IsSystemVariableName(std::string_view Name);
 
 // Raised out of a run when an OnBeforePage handler cancels it (or RequestCancel was called).
 class EReportCancelled : public EQuilletError {
@@ -199,8 +206,7 @@ class TReportEngine : public TComponent {
   // A field of the current data set, or "Source.Field" of a named one (falling back to the
   // current data set's Field).
   bool ResolveFieldValue(const std::string& Name, TExprValue& Value) const;
-  // Built-in names (Date, Time, DateTime, PageNo, TotalPages, RecordNo and their Turkish forms,
-  // any case), then the variables exactly as spelled.
+  // Built-in names (SystemVariableNames, any case), then the variables exactly as spelled.
   bool ResolveVarValue(const std::string& Name, TExprValue& Value) const;
   // The text an element shows: its data field, a whole-text {Variable}, or its [expression] template.
   std::string ResolveText(const TReportElement& El);
