@@ -177,10 +177,28 @@ class TReportEngine : public TComponent {
 
   void SetMessageHook(TMessageHook Hook) { FMessageHook = std::move(Hook); }
   // Asks the running report to stop: the next page it begins (counting passes included) raises
-  // EReportCancelled. Safe to call from another thread or a signal handler.
+  // EReportCancelled. The request holds until the output operation ends, and is cleared then,
+  // so that the engine can run again. Safe to call from another thread or a signal handler.
   void RequestCancel() noexcept { FCancelRequested.store(true, std::memory_order_relaxed); }
   bool CancelRequested() const noexcept { return FCancelRequested.load(std::memory_order_relaxed); }
   void ClearCancel() noexcept { FCancelRequested.store(false, std::memory_order_relaxed); }
+
+  // Held by every output operation (RunPass, the PDF, screen and print drivers) while it runs.
+  // When the outermost one ends, however it ends, the cancel request is cleared. A caller that
+  // makes one output out of several operations holds one around them all, so that a request made
+  // between two of them still stops the rest.
+  class TOutputScope {
+   public:
+    explicit TOutputScope(TReportEngine& Engine) noexcept : FEngine(Engine) { ++FEngine.FOutputDepth; }
+    ~TOutputScope() {
+      if (--FEngine.FOutputDepth == 0) FEngine.ClearCancel();
+    }
+    TOutputScope(const TOutputScope&) = delete;
+    TOutputScope& operator=(const TOutputScope&) = delete;
+
+   private:
+    TReportEngine& FEngine;
+  };
 
   // ---- Data sources and variables ---------------------------------------------------------
 
@@ -377,6 +395,7 @@ class TReportEngine : public TComponent {
   std::vector<std::string> FWarnings;
   TMessageHook FMessageHook;
   std::atomic<bool> FCancelRequested{false};
+  int FOutputDepth = 0;  // output operations running, nested ones included
   // Subreports: the files being drawn, outermost first; expansions beneath the outer band now
   // drawing; parsed files kept for one output operation.
   std::vector<std::string> FSubreportChain;
