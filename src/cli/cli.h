@@ -76,6 +76,7 @@ struct TRunOptions {
   std::vector<TLinkOption> Links;
   std::vector<std::pair<std::string, std::string>> Vars;
   std::vector<std::string> FontDirs;
+  char CsvSeparator = 0;       // 0: each CSV file's header line decides ("," or ";")
   int Compression = -1;        // -1: the engine's default
   int JpegQuality = -1;        // -1: not given (lossless images)
   std::string Format = "pdf";  // pdf, png or raster
@@ -96,10 +97,15 @@ class TRunData {
   TRunData(const TRunData&) = delete;
   TRunData& operator=(const TRunData&) = delete;
   void Open();
+  // What the options and the data gave rise to before the run (a --var that a built-in variable
+  // shadows, a CSV separator taken from the header line), complete once Open has returned. The
+  // commands print them with PrintWarnings.
+  const std::vector<std::string>& Warnings() const noexcept { return FWarnings; }
 
  private:
   std::vector<std::unique_ptr<TDataSet>> FSets;
   std::map<std::string, TDataSet*> FByName;
+  std::vector<std::string> FWarnings;
 };
 
 // While it lives, Ctrl-C asks Engine to cancel its run (EReportCancelled at the next page it
@@ -122,9 +128,9 @@ int RunPrint(const TArgs& Args);
 int RunPrinters(const TArgs& Args);
 
 // Warnings printed on stderr as "quillet: warning: ..." lines: at most kMaxPrintedWarnings, then
-// one "and N more" line.
 inline constexpr size_t kMaxPrintedWarnings = 20;
-void PrintWarnings(const std::vector<std::string>& Lines, size_t Total);
+// one "and N more" line; Total counts the warnings beyond Lines too.
+void PrintWarnings(const std::vector<std::string>& Lines, size_t Total = 0);
 void PrintWarnings(const TReportEngine& Engine);
 // The line of a run that --strict stopped: "quillet: strict: WARNING".
 int StrictFailure(const std::string& FirstWarning);

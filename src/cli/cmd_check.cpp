@@ -157,7 +157,8 @@ int RunCheck(const TArgs& Args) {
     data.Open();
     engine.SetReportFile(file);
     engine.InjectSystemVariables();
-    warnings = engine.CheckReport(page, file);
+    warnings = data.Warnings();
+    for (std::string& w : engine.CheckReport(page, file)) warnings.push_back(std::move(w));
   } else {
     for (const std::string& w : page.LoadWarnings) warnings.push_back(file + ": " + w);
   }

@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cctype>
 #include <chrono>
@@ -40,17 +41,52 @@ bool EndsWithNoCase(const std::string& S, const std::string& Suffix) {
   return true;
 }
 
+EUsageError BadLink(const std::string& Text) {
+  return EUsageError("--link expects DETAIL.FIELD=MASTER.FIELD, got \"" + Text + "\"");
+}
+
 // "Name.Field" split at the first dot; both parts must be non-empty.
 std::pair<std::string, std::string> SplitSourceField(const std::string& Text, const std::string& Whole) {
   const auto dot = Text.find('.');
-  if (dot == std::string::npos || dot == 0 || dot + 1 == Text.size())
-    throw EUsageError("--link expects DETAIL.FIELD=MASTER.FIELD, got \"" + Whole + "\"");
+  if (dot == std::string::npos || dot == 0 || dot + 1 == Text.size()) throw BadLink(Whole);
   return {Text.substr(0, dot), Text.substr(dot + 1)};
+}
+
+EUsageError UnknownSource(const std::string& Option, const std::string& Name) {
+  return EUsageError(Option + ": unknown data source \"" + Name + "\"");
+}
+
+bool IsSqlite(const std::string& Source) { return Source.rfind("sqlite:", 0) == 0; }
+bool IsCsv(const std::string& Source) { return !IsSqlite(Source) && EndsWithNoCase(Source, ".csv"); }
+
+// The parts of "sqlite:FILE:SQL" (checked by CheckSourceKind).
+std::pair<std::string, std::string> SqliteParts(const std::string& Source) {
+  const auto colon = Source.find(':', 7);
+  return {Source.substr(7, colon - 7), Source.substr(colon + 1)};
+}
+
+// Every name the options use must be a --data: a typo is a usage error before anything is read.
+void CheckSourceNames(const TRunOptions& O) {
+  std::set<std::string> names;
+  for (const TDataOption& d : O.Data) names.insert(d.Name);
+  if (O.HaveMain && !names.count(O.MainName)) throw UnknownSource("--main", O.MainName);
+  for (const TLinkOption& l : O.Links)
+    for (const std::string* n : {&l.Detail, &l.Master})
+      if (!names.count(*n)) throw UnknownSource("--link", *n);
+  for (const TDataOption& d : O.Data) {
+    if (!IsSqlite(d.Source)) continue;
+    std::vector<TSqlSourceParam> params;
+    RewriteSourceParams(SqliteParts(d.Source).second, params);
+    for (const TSqlSourceParam& p : params)
+      if (!names.count(p.Source))
+        throw EUsageError("--data " + d.Name + ": unknown data source \"" + p.Source + "\" in parameter :" + p.Source +
+                          "." + p.Field);
+  }
 }
 
 // Checks the kind of SOURCE now so that a typo is a usage error before anything is opened.
 void CheckSourceKind(const std::string& Source) {
-  if (Source.rfind("sqlite:", 0) == 0) {
+  if (IsSqlite(Source)) {
     const auto colon = Source.find(':', 7);
     if (colon == std::string::npos || colon == 7 || colon + 1 == Source.size())
       throw EUsageError("--data: expected sqlite:FILE.db:SQL, got \"" + Source + "\"");
@@ -61,18 +97,22 @@ void CheckSourceKind(const std::string& Source) {
                     "\" (expected FILE.csv, FILE.json or sqlite:FILE.db:SQL)");
 }
 
-std::unique_ptr<TDataSet> MakeDataSet(const TDataOption& D) {
-  if (D.Source.rfind("sqlite:", 0) == 0) {
-    const auto colon = D.Source.find(':', 7);
-    return std::make_unique<TSqliteDataSet>(D.Name, D.Source.substr(7, colon - 7), D.Source.substr(colon + 1));
+std::unique_ptr<TDataSet> MakeDataSet(const TDataOption& D, char CsvSeparator) {
+  if (IsSqlite(D.Source)) {
+    auto [file, sql] = SqliteParts(D.Source);
+    return std::make_unique<TSqliteDataSet>(D.Name, file, sql);
   }
-  if (EndsWithNoCase(D.Source, ".csv")) return std::make_unique<TCsvDataSet>(D.Name, D.Source);
+  if (IsCsv(D.Source)) {
+    auto csv = std::make_unique<TCsvDataSet>(D.Name, D.Source);
+    csv->SetSeparator(CsvSeparator);
+    return csv;
+  }
   return std::make_unique<TJsonDataSet>(D.Name, D.Source);
 }
 
 TRunOptions ParseRunOptionsImpl(const TArgs& Args, TRunCommand Command) {
   TRunOptions o;
-  bool haveOut = false;
+  bool haveOut = false, haveSeparator = false;
   std::set<std::string> names;
   for (size_t i = 0; i < Args.size(); ++i) {
     std::string a = Args[i];
@@ -117,10 +157,19 @@ TRunOptions ParseRunOptionsImpl(const TArgs& Args, TRunCommand Command) {
       o.HaveMain = true;
     } else if (a == "--link") {
       const std::string text = next();
-      auto [detail, master] = SplitAssignment("--link", text);
-      auto [d, df] = SplitSourceField(detail, text);
-      auto [m, mf] = SplitSourceField(master, text);
+      const auto eq = text.find('=');
+      if (eq == std::string::npos) throw BadLink(text);
+      auto [d, df] = SplitSourceField(text.substr(0, eq), text);
+      auto [m, mf] = SplitSourceField(text.substr(eq + 1), text);
       o.Links.push_back({d, df, m, mf});
+    } else if (a == "--csv-separator") {
+      if (haveSeparator) throw EUsageError("--csv-separator given twice");
+      const std::string v = next();
+      if (v.size() != 1 || static_cast<unsigned char>(v[0]) >= 0x80)
+        throw EUsageError("--csv-separator expects one ASCII character, got \"" + v + "\"");
+      if (v == "\"" || v == "\n" || v == "\r") throw EUsageError("--csv-separator cannot be a quote or a line break");
+      o.CsvSeparator = v[0];
+      haveSeparator = true;
     } else if (a == "--var") {
       o.Vars.push_back(SplitAssignment("--var", next()));
     } else if (a == "--fonts") {
@@ -162,6 +211,10 @@ TRunOptions ParseRunOptionsImpl(const TArgs& Args, TRunCommand Command) {
                                                           : "check";
   if (Command == TRunCommand::Check && o.Reports.size() != 1) throw EUsageError("check takes one REPORT.qdr");
   if (o.Reports.empty()) throw EUsageError(std::string(command) + " needs at least one REPORT.qdr");
+  CheckSourceNames(o);
+  const auto isCsv = [](const TDataOption& d) { return IsCsv(d.Source); };
+  if (haveSeparator && std::none_of(o.Data.begin(), o.Data.end(), isCsv))
+    throw EUsageError("--csv-separator applies to CSV data, and no --data names a .csv file");
   if (Command != TRunCommand::Render) return o;
   if (!haveOut) throw EUsageError(o.Format == "png" ? "render needs -o PREFIX" : "render needs -o OUT.pdf");
   if (o.Format == "pdf" && o.Dpi != 0) throw EUsageError("--dpi applies to --format png and raster only");
@@ -173,7 +226,7 @@ TRunOptions ParseRunOptionsImpl(const TArgs& Args, TRunCommand Command) {
   // A slip of the keyboard must not replace a report or its data with the PDF.
   std::vector<std::string> inputs = o.Reports;
   for (const TDataOption& d : o.Data)
-    inputs.push_back(d.Source.rfind("sqlite:", 0) == 0 ? d.Source.substr(7, d.Source.find(':', 7) - 7) : d.Source);
+    inputs.push_back(IsSqlite(d.Source) ? SqliteParts(d.Source).first : d.Source);
   for (const std::string& in : inputs) {
     std::error_code ec;
     if (std::filesystem::equivalent(in, o.OutFile, ec))
@@ -306,12 +359,13 @@ TRunData::TRunData(const TRunOptions& Opt, TReportEngine& Engine) {
       throw EQuilletError("--fonts: no such folder \"" + dir + "\"", dir);
   }
   for (const TDataOption& d : Opt.Data) {
-    FSets.push_back(MakeDataSet(d));
+    FSets.push_back(MakeDataSet(d, Opt.CsvSeparator));
     FByName[d.Name] = FSets.back().get();
   }
+  // ParseRunOptions has checked the names already.
   const auto lookup = [this](const std::string& Option, const std::string& Name) {
     const auto it = FByName.find(Name);
-    if (it == FByName.end()) throw EQuilletError(Option + ": unknown data source \"" + Name + "\"");
+    if (it == FByName.end()) throw UnknownSource(Option, Name);
     return it->second;
   };
 
@@ -332,22 +386,32 @@ TRunData::TRunData(const TRunOptions& Opt, TReportEngine& Engine) {
     if (!sql) continue;
     for (const auto& other : FSets)
       if (other.get() != sql) sql->AddParamSource(other.get());
-    // Said here rather than by the first query, with the option that names the set.
-    for (const TSqlSourceParam& p : sql->SourceParams())
-      if (!FByName.count(p.Source))
-        throw EQuilletError("--data " + sql->Name() + ": unknown data source \"" + p.Source + "\" in parameter :" +
-                            p.Source + "." + p.Field);
   }
 
   for (const auto& d : FSets) Engine.SetDataSource(d->Name(), d.get());
   Engine.SetDataSource(mainSet);
-  for (const auto& [name, value] : Opt.Vars) Engine.SetVariable(name, value);
+  for (const auto& [name, value] : Opt.Vars) {
+    // Still set: GetVariable reads it, only the report's texts never reach it.
+    if (IsSystemVariableName(name)) {
+      std::string all;
+      for (const std::string& n : SystemVariableNames()) all += (all.empty() ? "" : ", ") + n;
+      FWarnings.push_back("--var " + name + " is shadowed by the built-in variable of that name; " +
+                          "the built-ins (in any case) are: " + all);
+    }
+    Engine.SetVariable(name, value);
+  }
   if (!Opt.FontDirs.empty()) Engine.SetFontDirs(Opt.FontDirs);
 }
 
 TRunData::~TRunData() = default;
 
-void TRunData::Open() { OpenInDependencyOrder(FSets, FByName); }
+void TRunData::Open() {
+  OpenInDependencyOrder(FSets, FByName);
+  for (const auto& d : FSets)
+    if (auto* csv = dynamic_cast<TCsvDataSet*>(d.get()); csv && csv->SeparatorGuessed())
+      FWarnings.push_back(csv->FileName() + ": read with \";\" as the separator, since its header line has \";\" " +
+                          "and no \",\" (--csv-separator sets the separator)");
+}
 
 TRunOptions ParseRunOptions(const TArgs& Args, TRunCommand Command) { return ParseRunOptionsImpl(Args, Command); }
 
@@ -358,6 +422,7 @@ void PrintWarnings(const std::vector<std::string>& Lines, size_t Total) {
     std::fprintf(stderr, "quillet: warning: %s\n", w.c_str());
     ++shown;
   }
+  Total = std::max(Total, Lines.size());
   if (Total > shown) std::fprintf(stderr, "quillet: warning: and %zu more\n", Total - shown);
 }
 
@@ -389,6 +454,9 @@ int RunRender(const TArgs& Args) {
   progress.Show("opening data...", true);
   data.Open();
   if (GInterrupted.load()) return interrupted();
+  progress.Clear();
+  PrintWarnings(data.Warnings());
+  if (opt.Strict && !data.Warnings().empty()) return StrictFailure(data.Warnings().front());
 
   int32_t pages = 0;
   const bool several = opt.Reports.size() > 1;

@@ -17,11 +17,13 @@ const char* const kUsage =
     "Commands:\n"
     "  render REPORT.qdr [MORE.qdr ...] -o OUT.pdf [--data NAME=SOURCE]... [--main NAME]\n"
     "         [--link DETAIL.FIELD=MASTER.FIELD]... [--var NAME=VALUE]... [--fonts DIR]...\n"
-    "         [--compression LEVEL] [--jpeg-quality Q] [--strict]\n"
+    "         [--csv-separator C] [--compression LEVEL] [--jpeg-quality Q] [--strict]\n"
     "                                          run reports over data sets into one PDF\n"
     "     SOURCE: FILE.csv | FILE.json | sqlite:FILE.db:SQL (SQL may use :Source.Field parameters)\n"
     "     --main NAME: the data source that an empty name means (default: the first --data)\n"
     "     --link: DETAIL shows only the records whose FIELD equals MASTER's current FIELD\n"
+    "     --csv-separator C: the cell separator of every CSV file (one character); without it a file\n"
+    "         whose header line has \";\" and no \",\" is read with \";\" (with a warning), others with \",\"\n"
     "     --compression LEVEL: Flate level of page content, 0 (none) to 12, default 6\n"
     "     --jpeg-quality Q: images other than JPEG files as JPEG at quality Q (1 to 100) instead of\n"
     "         losslessly (0, the default); JPEG files are embedded as they are\n"
@@ -46,7 +48,9 @@ const char* const kUsage =
     "  --help     show this help and exit\n"
     "  --version  show the version and exit\n"
     "\n"
-    "Variables given with --var are strings, as report variables always are.\n"
+    "Variables given with --var are strings, as report variables always are. The built-in variables\n"
+    "of reports (Date, Time, DateTime, PageNo, TotalPages, RecordNo and their Turkish names, in any\n"
+    "case) cannot be set: render, preview and print warn of a --var that one of them shadows.\n"
     "Exit status: 0 success, 1 failure while running, 2 usage error, 130 interrupted.\n";
 
 }  // namespace

@@ -64,7 +64,8 @@ TExprValue CellValue(std::string& Cell, TFieldType Type) {
 
 // ---- TCsvReader ----
 
-TCsvReader::TCsvReader(std::string FileName) : FFileName(std::move(FileName)), FBuf(kBufSize) {
+TCsvReader::TCsvReader(std::string FileName, char Separator)
+    : FFileName(std::move(FileName)), FSeparator(Separator), FBuf(kBufSize) {
   FFile = std::fopen(FFileName.c_str(), "rb");
   if (!FFile) throw EQuilletError("Cannot open data file: " + FFileName, FFileName);
   unsigned char bom[3] = {0, 0, 0};
@@ -127,6 +128,21 @@ void TCsvReader::SkipBlankLines() {
   while ((c = Peek()) == '\r' || c == '\n') Get();
 }
 
+char TCsvReader::GuessSeparator() {
+  Seek(FBomSize);
+  SkipBlankLines();
+  bool quoted = false, comma = false, semicolon = false;
+  for (int c; (c = Get()) >= 0;) {
+    if (c == '"') quoted = !quoted;  // a doubled quote toggles twice
+    else if (quoted) continue;
+    else if (c == '\n' || c == '\r') break;
+    else if (c == ',') comma = true;
+    else if (c == ';') semicolon = true;
+  }
+  Seek(FBomSize);
+  return semicolon && !comma ? ';' : ',';
+}
+
 bool TCsvReader::ReadRecord(std::vector<std::string>& Cells, int64_t& Start) {
   SkipBlankLines();
   if (Peek() < 0) return false;
@@ -150,7 +166,8 @@ bool TCsvReader::ReadRecord(std::vector<std::string>& Cells, int64_t& Start) {
         cell.push_back(static_cast<char>(c));
       }
       c = Get();
-      if (c != ',' && c != '\n' && c != '\r' && c >= 0) Fail("unexpected character after a closing quote", Start);
+      if (c != FSeparator && c != '\n' && c != '\r' && c >= 0)
+        Fail("unexpected character after a closing quote", Start);
     } else {
       // An unquoted cell is copied from the buffer in runs up to the next special byte.
       for (;;) {
@@ -161,7 +178,8 @@ bool TCsvReader::ReadRecord(std::vector<std::string>& Cells, int64_t& Start) {
         const char* b = FBuf.data() + FBufPos;
         const char* e = FBuf.data() + FBufLen;
         const char* p = b;
-        while (p < e && *p != ',' && *p != '\n' && *p != '\r' && *p != '"') ++p;
+        const char sep = FSeparator;
+        while (p < e && *p != sep && *p != '\n' && *p != '\r' && *p != '"') ++p;
         cell.append(b, p);
         FBufPos += static_cast<size_t>(p - b);
         FPos += p - b;
@@ -172,7 +190,7 @@ bool TCsvReader::ReadRecord(std::vector<std::string>& Cells, int64_t& Start) {
         }
       }
     }
-    if (c == ',') continue;
+    if (c == FSeparator) continue;
     if (c == '\r' && Peek() == '\n') Get();
     Cells.resize(count);
     return true;
@@ -186,9 +204,18 @@ TCsvDataSet::TCsvDataSet(std::string Name, std::string FileName)
 
 TCsvDataSet::~TCsvDataSet() { Close(); }
 
+void TCsvDataSet::SetSeparator(char Separator) {
+  if (Separator == '"' || Separator == '\n' || Separator == '\r')
+    throw EQuilletError("A quote or a line break cannot separate CSV cells", FFileName);
+  FSeparator = Separator;
+  FScanned = false;
+}
+
 void TCsvDataSet::Scan() {
   TCsvReader reader(FFileName);
   TScan scan;
+  scan.Separator = FSeparator ? FSeparator : reader.GuessSeparator();
+  reader.SetSeparator(scan.Separator);
   std::vector<std::string> cells;
   int64_t start = 0;
   if (!reader.ReadRecord(cells, start)) {
@@ -244,7 +271,7 @@ void TCsvDataSet::DoOpen() {
   // A scan made for the field defs while closed is reused; otherwise the file is read now.
   if (!FScanned) Scan();
   FFieldDefs = FScan.Defs;
-  FReader = std::make_unique<TCsvReader>(FFileName);
+  FReader = std::make_unique<TCsvReader>(FFileName, FScan.Separator);
   FCurOff = FNextOff = -1;
   FBack.clear();
   FFiltered = false;

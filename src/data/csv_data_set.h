@@ -1,4 +1,6 @@
 // A data set over a CSV file (RFC 4180, UTF-8 with optional byte-order mark, header row).
+// The separator is "," unless set; a file whose header line holds ";" but no "," outside quotes
+// (as spreadsheets write them where "," is the decimal comma) is read with ";".
 // Column types come from one streaming pre-pass; records are then read from the file on demand,
 // never loaded whole: the cursor keeps the previous records' offsets for Prior and the last
 // record's offset for Last, and bookmarks are file offsets.
@@ -18,7 +20,7 @@ namespace quillet {
 // the file and the offset of the record.
 class TCsvReader {
  public:
-  explicit TCsvReader(std::string FileName);
+  explicit TCsvReader(std::string FileName, char Separator = ',');
   ~TCsvReader();
   TCsvReader(const TCsvReader&) = delete;
   TCsvReader& operator=(const TCsvReader&) = delete;
@@ -33,6 +35,10 @@ class TCsvReader {
   bool ReadRecord(std::vector<std::string>& Cells, int64_t& Start);
   // Moves past empty lines, so that Position is the start of the next record.
   void SkipBlankLines();
+  // The separator the header line suggests: ';' when, outside quotes, it holds ';' and no ','.
+  // Reads from DataStart and returns there.
+  char GuessSeparator();
+  void SetSeparator(char Separator) noexcept { FSeparator = Separator; }
 
  private:
   int Get();
@@ -40,6 +46,7 @@ class TCsvReader {
   [[noreturn]] void Fail(const std::string& Problem, int64_t Offset) const;
 
   std::string FFileName;
+  char FSeparator;
   std::FILE* FFile = nullptr;
   int64_t FBomSize = 0;
   int64_t FPos = 0;  // file offset of FBuf[FBufPos]
@@ -55,6 +62,14 @@ class TCsvDataSet : public TDataSet {
 
   const std::string& FileName() const noexcept { return FFileName; }
   int64_t RecordCount();  // from the pre-pass
+
+  // The cell separator; 0 (the default) takes it from the header line. Set it while the set is
+  // closed. A quote or a line break cannot separate cells (EQuilletError).
+  void SetSeparator(char Separator);
+  // The separator in use: the one set, else the one the last read of the file found (',' before).
+  char Separator() const noexcept { return FSeparator ? FSeparator : FScan.Separator; }
+  // Whether the header line made it ';' (no separator was set): callers may want to say so.
+  bool SeparatorGuessed() const noexcept { return !FSeparator && FScan.Separator != ','; }
 
   // See TDataSet::SetMaster; an index of the detail field's offsets is built once per open.
   void SetMaster(TDataSet* Master, std::string DetailField, std::string MasterField) override;
@@ -76,6 +91,7 @@ class TCsvDataSet : public TDataSet {
     int64_t DataStart = 0;
     int64_t Count = 0;
     int64_t LastOff = -1, SecondLastOff = -1;
+    char Separator = ',';
   };
 
   void Scan();
@@ -85,6 +101,7 @@ class TCsvDataSet : public TDataSet {
   void BuildIndex();
 
   std::string FFileName;
+  char FSeparator = 0;
   bool FScanned = false;
   TScan FScan;
   std::unique_ptr<TCsvReader> FReader;

@@ -140,7 +140,7 @@ void TSqliteDataSet::SetMaster(TDataSet*, std::string, std::string) {
 }
 
 void TSqliteDataSet::Fail(const std::string& Problem) const {
-  throw EQuilletError("SQL error in " + FDatabaseFile + ": " + Problem, FDatabaseFile);
+  throw EQuilletError("SQL error in data set " + Name() + " (" + FDatabaseFile + "): " + Problem, FDatabaseFile);
 }
 
 void TSqliteDataSet::Finalize() {
@@ -155,7 +155,8 @@ void TSqliteDataSet::Prepare() {
   if (sqlite3_open_v2(FDatabaseFile.c_str(), &FDb, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK) {
     std::string msg = FDb ? sqlite3_errmsg(FDb) : "out of memory";
     Finalize();
-    throw EQuilletError("Cannot open database " + FDatabaseFile + ": " + msg, FDatabaseFile);
+    throw EQuilletError("Cannot open database " + FDatabaseFile + " for data set " + Name() + ": " + msg,
+                        FDatabaseFile);
   }
   std::vector<TSqlSourceParam> params;
   std::string sql = RewriteSourceParams(FSql, params);

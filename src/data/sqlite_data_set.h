@@ -37,7 +37,8 @@ using TDataSetResolver = std::function<TDataSet*(const std::string& Name)>;
 class TSqliteDataSet : public TDataSet {
  public:
   // The database is opened read-only and the query prepared when the set opens (or its field
-  // defs are asked for); errors raise EQuilletError with SQLite's message.
+  // defs are asked for); errors raise EQuilletError naming the set and the database, with
+  // SQLite's message.
   TSqliteDataSet(std::string Name, std::string DatabaseFile, std::string Sql);
   ~TSqliteDataSet() override;
 

@@ -98,6 +98,7 @@ void TReportEngine::RewindForPass() {
 }
 
 int32_t TReportEngine::RunPass(TReportPage& Page, const IRptCanvasPtr& Canvas, const TRenderPass& Pass) {
+  TOutputScope operation(*this);
   TPassScope scope(FCvCanvas, FCvFireEvents, FCvPage, FCvBandSrc);
   RewindForPass();
   FCvCanvas = Canvas;
@@ -149,6 +150,7 @@ int32_t TReportEngine::CountAndDraw(TReportPage& Page, const IRptCanvasPtr& Canv
 }
 
 void TReportEngine::RenderPageToPDF(TReportPage& Page, const std::string& OutFile) {
+  TOutputScope operation(*this);
   DoBeforeRender();
   ClearWarnings();
   TSubreportCacheScope cache(*this);
@@ -159,11 +161,13 @@ void TReportEngine::RenderPageToPDF(TReportPage& Page, const std::string& OutFil
 }
 
 void TReportEngine::ExportPDF(const std::string& OutFile) {
+  TOutputScope operation(*this);
   if (FReportFile.empty()) throw EQuilletError("ReportEngine: ReportFile property is empty.");
   ExportPDF(std::string(FReportFile), OutFile);
 }
 
 void TReportEngine::ExportPDF(const std::string& FileName, const std::string& OutFile) {
+  TOutputScope operation(*this);
   TReportPage page;
   page.LoadFromFile(FileName);
   FReportFile = FileName;
@@ -171,12 +175,14 @@ void TReportEngine::ExportPDF(const std::string& FileName, const std::string& Ou
 }
 
 void TReportEngine::ExportPDF(TReportPage& Page, const std::string& OutFile) {
+  TOutputScope operation(*this);
   AutoDiscoverDataSources();
   InjectSystemVariables();
   RenderPageToPDF(Page, OutFile);
 }
 
 void TReportEngine::ExportPDF(const std::vector<std::string>& Files, const std::string& OutFile) {
+  TOutputScope operation(*this);
   if (Files.empty()) return;
   if (Files.size() == 1) {
     ExportPDF(Files.front(), OutFile);
@@ -204,6 +210,7 @@ void TReportEngine::ExportPDF(const std::vector<std::string>& Files, const std::
 }
 
 int32_t TReportEngine::CountReportPages(TReportPage& Page, const IRptCanvasPtr& Canvas) {
+  TOutputScope operation(*this);
   IRptCanvasPtr measure = Canvas;
   if (!measure) {
     // Measure with the PDF fonts; the writer is never finished, so its temporary file goes away

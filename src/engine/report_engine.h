@@ -20,6 +20,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -42,6 +43,12 @@ std::string UserDocumentsFolder();
 inline constexpr int64_t kMaxSubreportExpansions = 10000;
 // Warnings kept per output operation.
 inline constexpr size_t kMaxWarnings = 100;
+
+// The names of the built-in variables, in upper case, each English name followed by its Turkish
+// ones: D, DATE, TARIH, TIME, SAAT, ... A name matches in any case (the Turkish dotted and dotless
+// i count as I: "TARİH", "tarih"), and a built-in always wins over a variable of the same name.
+const std::vector<std::string>& SystemVariableNames();
+bool IsSystemVariableName(std::string_view Name);
 
 // Raised out of a run when an OnBeforePage handler cancels it (or RequestCancel was called).
 class EReportCancelled : public EQuilletError {
@@ -196,10 +203,28 @@ class TReportEngine : public TComponent {
 
   void SetMessageHook(TMessageHook Hook) { FMessageHook = std::move(Hook); }
   // Asks the running report to stop: the next page it begins (counting passes included) raises
-  // EReportCancelled. Safe to call from another thread or a signal handler.
+  // EReportCancelled. The request holds until the output operation ends, and is cleared then,
+  // so that the engine can run again. Safe to call from another thread or a signal handler.
   void RequestCancel() noexcept { FCancelRequested.store(true, std::memory_order_relaxed); }
   bool CancelRequested() const noexcept { return FCancelRequested.load(std::memory_order_relaxed); }
   void ClearCancel() noexcept { FCancelRequested.store(false, std::memory_order_relaxed); }
+
+  // Held by every output operation (RunPass, the PDF, screen and print drivers) while it runs.
+  // When the outermost one ends, however it ends, the cancel request is cleared. A caller that
+  // makes one output out of several operations holds one around them all, so that a request made
+  // between two of them still stops the rest.
+  class TOutputScope {
+   public:
+    explicit TOutputScope(TReportEngine& Engine) noexcept : FEngine(Engine) { ++FEngine.FOutputDepth; }
+    ~TOutputScope() {
+      if (--FEngine.FOutputDepth == 0) FEngine.ClearCancel();
+    }
+    TOutputScope(const TOutputScope&) = delete;
+    TOutputScope& operator=(const TOutputScope&) = delete;
+
+   private:
+    TReportEngine& FEngine;
+  };
 
   // ---- Data sources and variables ---------------------------------------------------------
 
@@ -225,8 +250,7 @@ class TReportEngine : public TComponent {
   // A field of the current data set, or "Source.Field" of a named one (falling back to the
   // current data set's Field).
   bool ResolveFieldValue(const std::string& Name, TExprValue& Value) const;
-  // Built-in names (Date, Time, DateTime, PageNo, TotalPages, RecordNo and their Turkish forms,
-  // any case), then the variables exactly as spelled.
+  // Built-in names (SystemVariableNames, any case), then the variables exactly as spelled.
   bool ResolveVarValue(const std::string& Name, TExprValue& Value) const;
   // The text an element shows: its data field, a whole-text {Variable}, or its [expression] template.
   std::string ResolveText(const TReportElement& El);
@@ -413,6 +437,7 @@ class TReportEngine : public TComponent {
   const TReportElement* FCvCurEl = nullptr;
   TMessageHook FMessageHook;
   std::atomic<bool> FCancelRequested{false};
+  int FOutputDepth = 0;  // output operations running, nested ones included
   // Subreports: the files being drawn, outermost first; expansions beneath the outer band now
   // drawing; parsed files kept for one output operation.
   std::vector<std::string> FSubreportChain;

@@ -108,6 +108,7 @@ void PrintReport(TReportEngine& Engine) {
 void PrintReport(TReportEngine& Engine, const std::string& FileName) { PrintReport(Engine, FileName, std::string()); }
 
 void PrintReport(TReportEngine& Engine, const std::string& FileName, const std::string& PrinterName) {
+  TReportEngine::TOutputScope operation(Engine);
   TReportPage page;
   page.LoadFromFile(FileName);
   Engine.SetReportFile(FileName);
@@ -117,12 +118,14 @@ void PrintReport(TReportEngine& Engine, const std::string& FileName, const std::
 }
 
 void PrintReport(TReportEngine& Engine, TReportPage& Page) {
+  TReportEngine::TOutputScope operation(Engine);
   Engine.AutoDiscoverDataSources();
   Engine.InjectSystemVariables();
   PrintReportVector(Engine, Page, std::string());
 }
 
 void PrintReportVector(TReportEngine& Engine, TReportPage& Page, const std::string& PrinterName) {
+  TReportEngine::TOutputScope operation(Engine);
   Engine.DoBeforeRender();
   Engine.ClearWarnings();
   Engine.ClearSubreportCache();

@@ -21,10 +21,12 @@ float PageW(const TReportPage& Page) { return static_cast<float>(std::max<int32_
 float PageH(const TReportPage& Page) { return static_cast<float>(std::max<int32_t>(1, Page.PageHeight)); }
 
 // Parsed subreports live for one operation; the canvas's font substitutions become the engine's
-// warnings.
+// warnings; a cancel request ends with it.
 class TScreenOperation {
  public:
-  explicit TScreenOperation(TReportEngine& Engine) : FEngine(Engine) { FEngine.ClearSubreportCache(); }
+  explicit TScreenOperation(TReportEngine& Engine) : FEngine(Engine), FOutput(Engine) {
+    FEngine.ClearSubreportCache();
+  }
   ~TScreenOperation() { FEngine.ClearSubreportCache(); }
   void Finish(const TFmxRptCanvas& Canvas) {
     for (const std::string& w : Canvas.Warnings()) FEngine.AddWarning(w);
@@ -32,6 +34,7 @@ class TScreenOperation {
 
  private:
   TReportEngine& FEngine;
+  TReportEngine::TOutputScope FOutput;
 };
 
 // A canvas that paints each page into an image of its own and hands it on when the page ends.
@@ -101,8 +104,8 @@ QImage RenderPreviewPage(TReportEngine& Engine, TReportPage& Page, int32_t PageI
 }
 
 QImage RenderPreviewComposite(TReportEngine& Engine, TReportPage& Page, float Zoom) {
-  const int32_t n = CountReportPages(Engine, Page);
   TScreenOperation operation(Engine);
+  const int32_t n = CountReportPages(Engine, Page);
   float scale = 4.0f / 3.0f * SaneZoom(Zoom);
   float gap = 16;
   auto width = [&] { return PageW(Page) * scale + 2 * gap; };

@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "../support/test_support.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -30,8 +32,8 @@ std::string ReadAll(int Fd) {
   return s;
 }
 
-// Runs the program with Args (no shell in between), stderr into a temporary file.
-TRun RunQuillet(const std::vector<std::string>& Args) {
+// Runs the program with Args in Dir (no shell in between), stderr into a temporary file.
+TRun RunQuillet(const std::vector<std::string>& Args, const std::string& Dir = "") {
   std::vector<char*> argv;
   std::string prog = QUILLET_CLI_PATH;
   argv.push_back(prog.data());
@@ -44,6 +46,7 @@ TRun RunQuillet(const std::vector<std::string>& Args) {
   if (errFd < 0 || ::pipe(out) != 0) return {};
   const pid_t pid = ::fork();
   if (pid == 0) {
+    if (!Dir.empty() && ::chdir(Dir.c_str()) != 0) ::_exit(126);
     ::dup2(out[1], 1);
     ::dup2(errFd, 2);
     ::close(out[0]);
@@ -115,6 +118,71 @@ TEST(Cli, UsageErrorsExitWithTwo) {
   const TRun version = RunQuillet({"--version"});
   EXPECT_EQ(version.Status, 0);
   EXPECT_EQ(version.Out.rfind("quillet ", 0), 0u);
+}
+
+// The data options: mistakes in them, and what the data gives rise to. Each run's exit status, its
+// exact lines on stderr (all but the summary of a written PDF) and a line the PDF shows.
+TEST(Cli, DataOptionsAndTheirMessages) {
+  quillet::test::TTempDir dir;
+  dir.Write("r.qdr", R"({"version": "2.0",
+    "page": {"width": 595, "height": 842, "marginTop": 30, "marginBottom": 30, "marginLeft": 30, "marginRight": 30},
+    "bands": [{"type": "MasterData", "height": 14, "dataSource": "Items", "elements": [
+      {"type": "Label", "name": "row", "left": 0, "top": 0, "width": 400, "height": 14,
+       "text": "[name] costs [price] on page [PageNo]", "fontName": "DejaVu Sans", "fontSize": 9}]}]})");
+  // Written where "," is the decimal comma.
+  dir.Write("semi.csv", "id;name;price\n1;Widget;12,5\n2;\"Gadget, large\";3\n");
+  dir.Write("empty.db", "");  // SQLite takes an empty file for an empty database
+  const std::string usage = "\nTry 'quillet --help' for more information.\n";
+  struct Case {
+    std::vector<std::string> Args;  // after render r.qdr -o out.pdf
+    int Status;
+    std::string Err;
+    std::string Shows;
+  } cases[] = {
+      {{"--data", "Items=semi.csv", "--main", "Nope"}, 2, "quillet: --main: unknown data source \"Nope\"" + usage, ""},
+      {{"--data", "Items=semi.csv", "--link", "Items.id"},
+       2, "quillet: --link expects DETAIL.FIELD=MASTER.FIELD, got \"Items.id\"" + usage, ""},
+      {{"--data", "Items=semi.csv", "--link", "Items.id=Nope.id"},
+       2, "quillet: --link: unknown data source \"Nope\"" + usage, ""},
+      {{"--data", "Items=sqlite:empty.db:SELECT 1 AS id WHERE 1 = :Nope.id"},
+       2, "quillet: --data Items: unknown data source \"Nope\" in parameter :Nope.id" + usage, ""},
+      {{"--data", "Items=sqlite:empty.db:SELECT * FROM missing"},
+       1, "quillet: SQL error in data set Items (empty.db): no such table: missing\n", ""},
+      {{"--data", "Items=semi.csv"}, 0,
+       "quillet: warning: semi.csv: read with \";\" as the separator, since its header line has \";\" and no \",\" "
+       "(--csv-separator sets the separator)\n",
+       "Gadget, large costs 3 on page 1"},
+      {{"--data", "Items=semi.csv", "--csv-separator", ";"}, 0, "", "Widget costs 12,5 on page 1"},
+      {{"--data", "Items=semi.csv", "--csv-separator", ";;"},
+       2, "quillet: --csv-separator expects one ASCII character, got \";;\"" + usage, ""},
+      // The built-ins win whatever the case; a plain variable is no built-in.
+      {{"--data", "Items=semi.csv", "--csv-separator", ";", "--var", "PageNo=7", "--var", "TAR\u0130H=x", "--var",
+        "Company=Acme"},
+       0,
+       "quillet: warning: --var PageNo is shadowed by the built-in variable of that name; the built-ins (in any "
+       "case) are: D, DATE, TARIH, TIME, SAAT, DATETIME, TARIHSAAT, PAGENO, SAYFANO, TOTALPAGES, TOPLAMSAYFA, "
+       "RECORDNO, KAYITNO\n"
+       "quillet: warning: --var TAR\u0130H is shadowed by the built-in variable of that name; the built-ins (in any "
+       "case) are: D, DATE, TARIH, TIME, SAAT, DATETIME, TARIHSAAT, PAGENO, SAYFANO, TOTALPAGES, TOPLAMSAYFA, "
+       "RECORDNO, KAYITNO\n",
+       "Widget costs 12,5 on page 1"},
+  };
+  for (const auto& c : cases) {
+    std::vector<std::string> args = {"render", "r.qdr", "-o", "out.pdf"};
+    args.insert(args.end(), c.Args.begin(), c.Args.end());
+    SCOPED_TRACE(args.back());
+    fs::remove(dir.Path / "out.pdf");
+    const TRun r = RunQuillet(args, dir.Str());
+    EXPECT_EQ(r.Status, c.Status);
+    std::string err = r.Err;
+    const size_t wrote = err.find("quillet: wrote out.pdf: ");
+    EXPECT_EQ(wrote == std::string::npos, c.Status != 0) << err;
+    if (wrote != std::string::npos) err.erase(wrote, err.find('\n', wrote) + 1 - wrote);
+    EXPECT_EQ(err, c.Err);
+    if (c.Shows.empty()) continue;
+    const std::string text = quillet::test::RunTool("pdftotext '" + dir.File("out.pdf") + "' - 2>&1");
+    EXPECT_NE(text.find(c.Shows), std::string::npos) << text;
+  }
 }
 
 TEST(Cli, CheckFailuresNameTheFileOnOneLine) {

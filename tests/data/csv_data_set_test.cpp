@@ -102,6 +102,39 @@ TEST(CsvDataSet, QuotingEdgeCases) {
   EXPECT_EQ(ds.FieldDefs()[0].Name, "a,1");  // the mark is not part of the first name
 }
 
+// The separator is the one set, else ";" when the header line has ";" and no "," outside quotes,
+// else ",".
+TEST(CsvDataSet, SeparatorSetOrTakenFromTheHeaderLine) {
+  struct Case {
+    const char* Name;
+    std::string Text;
+    char Set;
+    char Used;
+    std::vector<std::vector<std::string>> Rows;
+  } cases[] = {
+      {"semicolons", "a;b\n1,5;x\n", 0, ';', {{"1,5", "x"}}},
+      {"a comma too", "a;b,c\n1;2,3\n", 0, ',', {{"1;2", "3"}}},
+      {"quoted semicolons do not count", "\"a;b\",c\nx,y\n", 0, ',', {{"x", "y"}}},
+      {"quoted commas and line breaks do not count", "\"a,\"\"b\nc\";d\nx;\"y;z\"\n", 0, ';', {{"x", "y;z"}}},
+      {"after a mark and blank lines", "\xEF\xBB\xBF\r\n\na;b\n1;2\n", 0, ';', {{"1", "2"}}},
+      {"only the header line counts", "a\n1;2\n", 0, ',', {{"1;2"}}},
+      {"set", "a|b\n\"1|2\"|3\n", '|', '|', {{"1|2", "3"}}},
+      {"set over the header line", "a;b\n1;2\n", ',', ',', {{"1;2"}}},
+  };
+  TTempDir dir;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.Name);
+    TCsvDataSet ds("T", dir.Write("s.csv", c.Text));
+    ds.SetSeparator(c.Set);
+    ds.Open();
+    EXPECT_EQ(ReadAll(ds), c.Rows);
+    EXPECT_EQ(ds.Separator(), c.Used);
+    EXPECT_EQ(ds.SeparatorGuessed(), !c.Set && c.Used == ';');
+  }
+  TCsvDataSet ds("T", dir.File("s.csv"));
+  EXPECT_THROW(ds.SetSeparator('"'), EQuilletError);
+}
+
 TEST(CsvDataSet, ColumnTypesFromAllNonEmptyCells) {
   struct Case {
     std::vector<std::string> Cells;

@@ -170,6 +170,7 @@ TEST(SqliteDataSet, BadQueriesAndFilesRaiseNamingTheFile) {
       EXPECT_EQ(e.FileName(), c.File);
       EXPECT_NE(std::string(e.what()).find(c.Problem), std::string::npos) << e.what();
       EXPECT_NE(std::string(e.what()).find(c.File), std::string::npos) << e.what();
+      EXPECT_NE(std::string(e.what()).find("data set T"), std::string::npos) << e.what();
     }
     EXPECT_FALSE(ds.Active());
   }

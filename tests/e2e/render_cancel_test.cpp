@@ -1,16 +1,20 @@
 // Ctrl-C during quillet render: a real SIGINT to a child that renders a large CSV stops the run
-// with exit status 130, and neither the PDF nor its temporary file is left in the folder.
+// with exit status 130, and neither the PDF nor its temporary file is left in the folder. And an
+// engine whose run was cancelled runs again.
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <pty.h>
 #include <signal.h>
 
 #include <chrono>
+#include <functional>
 #include <regex>
 #include <string>
 #include <thread>
 
+#include "data/csv_data_set.h"
 #include "e2e_support.h"
+#include "engine/report_engine.h"
 
 namespace quillet::e2e {
 namespace {
@@ -123,6 +127,53 @@ TEST(RenderCancel, InterruptWhileCountingPages) {
   EXPECT_EQ(status, 130) << text;
   EXPECT_EQ(text, "quillet: interrupted; big.pdf not written\n");
   ExpectNothingLeft(dir);
+}
+
+// A cancel request ends with the operation it stopped, however far that had come: the next
+// operation on the same engine runs to its end.
+TEST(RenderCancel, EngineRunsAgainAfterACancelledRun) {
+  test::TTempDir dir;
+  std::string csv = "id\n";
+  for (int i = 1; i <= 120; ++i) csv += std::to_string(i) + "\n";  // 3 pages of 55, 55 and 10
+  TCsvDataSet items("Items", dir.Write("items.csv", csv));
+  items.Open();
+  const std::string report =
+      dir.Write("list.qdr", Report({Band("MasterData", 14, {Label("row", 0, 0, 300, "Item [id]")}, "Items")}));
+  const std::string pdf = dir.File("out.pdf");
+  TReportEngine engine;
+  engine.SetDataSource("Items", &items);
+  int cancelAfter = -1, drawn = 0;  // cancel once this many pages are drawn (0: before the run)
+  engine.OnPageRendered = [&](TReportEngine& Sender, int32_t, int32_t) {
+    if (++drawn == cancelAfter) Sender.RequestCancel();
+  };
+  struct Case {
+    const char* Name;
+    int CancelAfter;
+    int Pages;
+    std::function<int()> Run;  // the pages made
+  } cases[] = {
+      {"PDF, before it starts", 0, 3, [&] { engine.ExportPDF(report, pdf); return PdfPageCount(pdf); }},
+      {"PDF, after its first page", 1, 3, [&] { engine.ExportPDF(report, pdf); return PdfPageCount(pdf); }},
+      {"two reports into one PDF, in the second", 4, 6,
+       [&] { engine.ExportPDF({report, report}, pdf); return PdfPageCount(pdf); }},
+      {"counting pages", 0, 3, [&] {
+         TReportPage page;
+         page.LoadFromFile(report);
+         return engine.CountReportPages(page);
+       }},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.Name);
+    cancelAfter = c.CancelAfter;
+    drawn = 0;
+    if (c.CancelAfter == 0) engine.RequestCancel();
+    EXPECT_THROW(c.Run(), EReportCancelled);
+    EXPECT_FALSE(fs::exists(pdf));
+    EXPECT_FALSE(engine.CancelRequested());
+    cancelAfter = -1;
+    EXPECT_EQ(c.Run(), c.Pages);
+    fs::remove(pdf);
+  }
 }
 
 }  // namespace

@@ -70,7 +70,8 @@ INSTANTIATE_TEST_SUITE_P(
                       TVarCase{"TARIHSAAT", true, FixedDateTime}, TVarCase{"pageno", true, "3"},
                       TVarCase{"SayfaNo", true, "3"}, TVarCase{"totalPages", true, "9"},
                       TVarCase{"TOPLAMSAYFA", true, "9"}, TVarCase{"RecordNo", true, "0"},
-                      TVarCase{"kayitno", true, "0"}, TVarCase{"pageNo2", true, "second"},
+                      TVarCase{"kayitno", true, "0"}, TVarCase{"TAR\u0130H", true, FixedDate},
+                      TVarCase{"kay\u0131tno", true, "0"}, TVarCase{"pageNo2", true, "second"},
                       TVarCase{"PAGENO2", false, ""}, TVarCase{"Company", true, "Acme"},
                       TVarCase{"company", false, ""}, TVarCase{"Nothing", false, ""}));
 

@@ -27,6 +27,7 @@ int RunPreview(const TArgs& Args) {
   TReportEngine engine;
   TRunData data(opt, engine);
   data.Open();
+  PrintWarnings(data.Warnings());
 
   int argc = 1;
   char name[] = "quillet";

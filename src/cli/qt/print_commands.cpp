@@ -39,6 +39,7 @@ int RunPrint(const TArgs& Args) {
     std::fprintf(stderr, "quillet: interrupted; nothing printed\n");
     return 130;
   }
+  PrintWarnings(data.Warnings());
   engine.OnBeforePage = [](TReportEngine&, int32_t, int32_t, bool& Cancel) {
     if (TInterruptGuard::Interrupted()) Cancel = true;
   };

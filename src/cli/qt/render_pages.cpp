@@ -44,6 +44,8 @@ std::string PageFileName(const std::string& Prefix, int Number, int Total) {
 
 TScreenResult RenderScreenPages(TReportEngine& Engine, const TScreenRender& Options) {
   TGuiApplicationScope gui;
+  // One operation over all the reports: a cancel request stops the rest of them.
+  TReportEngine::TOutputScope operation(Engine);
   const float zoom = static_cast<float>(Options.Dpi) / 96.0f;
   Engine.ClearWarnings();
   Engine.AutoDiscoverDataSources();
