@@ -38,13 +38,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* Data, size_t Size) {
   }
   size_t Total = 0;
   for (const auto& R : Runs) {
-    Check(!R.Text.empty() || !Rich);
+    Check(!R.Text.empty() || !Rich || R.NewPara);  // an empty run is an empty line
     Check(R.FontSize >= 1);
     Check(R.FontName == DefaultFont || (!R.FontName.empty() && R.FontName.size() <= 128));
     if (ValidInput) Check(IsValidUtf8(R.Text) && IsValidUtf8(R.FontName));
     Total += R.Text.size();
   }
-  // Escapes only ever shrink: no input byte turns into more than one output byte.
+  // Escapes only ever shrink: no input byte turns into more than one output byte. Every run takes
+  // at least one byte of text or a control word.
   Check(Total <= Size);
+  Check(Runs.size() <= Size);
   return 0;
 }

@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 #include "canvas/image_codecs.h"
 #include "engine/report_engine.h"
@@ -25,6 +27,135 @@ bool RegularFileExists(const std::string& Path) {
   std::error_code ec;
   return !Path.empty() && std::filesystem::is_regular_file(Path, ec);
 }
+
+// Flows the runs of a memo into lines from (left + 2, top + 2), breaking only at spaces so that
+// the text stays left of right − 2 where it can. A word is what lies between spaces, line breaks
+// and new paragraphs, across runs: adjacent runs with no space between them move together. A word
+// wider than the line stays whole on a line of its own. A line is 1.3 times the largest font
+// size on it high, 2 points apart from the next; a line without text takes the size of the run
+// in force. Nothing clips the memo to its element.
+//
+// Each stretch of text is measured once and the widths are added up (advances add up exactly),
+// so a long memo costs time in proportion to its length.
+class TMemoFlow {
+ public:
+  TMemoFlow(IRptCanvas& Canvas, const TRectF& R, std::vector<TRTFRun> Runs)
+      : FCanvas(Canvas), FLeft(R.Left + 2), FRight(R.Right - 2), FY(R.Top + 2), FX(FLeft), FRuns(std::move(Runs)) {
+    FFonts.reserve(FRuns.size());
+    for (const TRTFRun& Run : FRuns) FFonts.push_back(RptFont(Run.FontName, Run.FontSize, Run.Bold, Run.Italic));
+  }
+
+  void Draw() {
+    for (size_t I = 0; I < FRuns.size(); ++I) {
+      if (FRuns[I].NewPara && I > 0) EndLine(false);
+      FRunInForce = I;
+      const std::string& T = FRuns[I].Text;
+      for (size_t P = 0; P < T.size();) {
+        if (T[P] == '\r' || T[P] == '\n') {  // CR LF, CR and LF each end a line
+          P += T[P] == '\r' && P + 1 < T.size() && T[P + 1] == '\n' ? 2 : 1;
+          EndLine(false);
+          continue;
+        }
+        size_t Q = P;
+        if (T[P] == ' ') {
+          while (Q < T.size() && T[Q] == ' ') ++Q;
+          EndWord();
+          Add(FSpaces, FSpacesWidth, I, P, Q);
+        } else {
+          while (Q < T.size() && T[Q] != ' ' && T[Q] != '\r' && T[Q] != '\n') ++Q;
+          Add(FWord, FWordWidth, I, P, Q);
+        }
+        P = Q;
+      }
+    }
+    EndLine(false);
+  }
+
+ private:
+  // Bytes [Begin, End) of run Run, Width points wide, placed at X once on a line.
+  struct TPiece {
+    size_t Run;
+    size_t Begin;
+    size_t End;
+    float Width;
+    float X = 0;
+  };
+
+  void Add(std::vector<TPiece>& To, float& Width, size_t Run, size_t Begin, size_t End) {
+    const float W = FCanvas.MeasureText(FRuns[Run].Text.substr(Begin, End - Begin), FFonts[Run]).Width;
+    To.push_back({Run, Begin, End, W});
+    Width += W;
+  }
+
+  // Places the word collected so far: after the spaces before it, or, when it does not fit there
+  // behind other words, at the start of the next line, leaving the spaces it broke at behind.
+  void EndWord() {
+    if (FWord.empty()) return;
+    if (FLineHasWord && FX + FSpacesWidth + FWordWidth > FRight) {
+      FSpaces.clear();
+      FSpacesWidth = 0;
+      EndLine(true);
+    }
+    Place(FSpaces, FSpacesWidth);
+    Place(FWord, FWordWidth);
+    FLineHasWord = true;
+  }
+
+  void Place(std::vector<TPiece>& Pieces, float& Width) {
+    for (TPiece& P : Pieces) {
+      FLineHeight = std::max(FLineHeight, 1.3f * FRuns[P.Run].FontSize);
+      P.X = FX;
+      FX += P.Width;
+      // Pieces of one run that follow each other in its text are drawn as one.
+      if (!FLine.empty() && FLine.back().Run == P.Run && FLine.back().End == P.Begin) {
+        FLine.back().End = P.End;
+        FLine.back().Width += P.Width;
+      } else {
+        FLine.push_back(P);
+      }
+    }
+    Pieces.clear();
+    Width = 0;
+  }
+
+  // Draws the line and moves down to the next. Spaces at the end of a line stay on it, unless the
+  // line ends because the next word did not fit after them (Wrapped: the caller dropped them).
+  void EndLine(bool Wrapped) {
+    if (!Wrapped) {
+      EndWord();
+      Place(FSpaces, FSpacesWidth);
+    }
+    if (FLine.empty() && FLineHeight == 0 && FRunInForce < FRuns.size())
+      FLineHeight = 1.3f * FRuns[FRunInForce].FontSize;
+    for (const TPiece& P : FLine) {
+      const TRTFRun& Run = FRuns[P.Run];
+      FCanvas.DrawText(Run.Text.substr(P.Begin, P.End - P.Begin),
+                       TRectF{P.X, FY, P.X + P.Width + 2, FY + FLineHeight}, FFonts[P.Run], rhaLeft, rvaTop, false,
+                       Run.Color);
+    }
+    FLine.clear();
+    FY += FLineHeight + 2;
+    FX = FLeft;
+    FLineHeight = 0;
+    FLineHasWord = false;
+  }
+
+  IRptCanvas& FCanvas;
+  const float FLeft;
+  const float FRight;
+  float FY;
+  float FX;
+  std::vector<TRTFRun> FRuns;
+  std::vector<TRptFont> FFonts;
+  size_t FRunInForce = 0;
+  std::vector<TPiece> FLine;    // placed on the current line, waiting for its height
+  std::vector<TPiece> FWord;    // the word being collected
+  float FWordWidth = 0;
+  std::vector<TPiece> FSpaces;  // spaces after the last placed word
+  float FSpacesWidth = 0;
+  float FLineHeight = 0;
+  bool FLineHasWord = false;
+};
 
 }  // namespace
 
@@ -173,30 +304,7 @@ void TReportEngine::RenderMark(const TReportElement& El, const TRectF& R, const 
 }
 
 void TReportEngine::RenderMemo(const TReportElement& El, const TRectF& R) {
-  IRptCanvas& c = *FCvCanvas;
-  const std::vector<TRTFRun> runs = ParseRichText(ResolveText(El), El.FontName, El.FontSize, El.TextColor);
-  // Runs flow whole, never split; nothing clips them to the element.
-  float cx = R.Left + 2;
-  float cy = R.Top + 2;
-  float lineH = 0;
-  for (size_t i = 0; i < runs.size(); ++i) {
-    const TRTFRun& run = runs[i];
-    if (run.NewPara && i > 0) {
-      cx = R.Left + 2;
-      cy = cy + lineH + 2;
-      lineH = 0;
-    }
-    const TRptFont f = RptFont(run.FontName, run.FontSize, run.Bold, run.Italic);
-    lineH = std::max(1.3f * run.FontSize, lineH);
-    const float w = c.MeasureText(run.Text, f).Width;
-    if (cx + w > R.Right - 2 && cx > R.Left + 2) {
-      cx = R.Left + 2;
-      cy = cy + lineH + 2;
-      lineH = 1.3f * run.FontSize;
-    }
-    c.DrawText(run.Text, TRectF{cx, cy, cx + w + 2, cy + lineH}, f, rhaLeft, rvaTop, false, run.Color);
-    cx = cx + w;
-  }
+  TMemoFlow(*FCvCanvas, R, ParseRichText(ResolveText(El), El.FontName, El.FontSize, El.TextColor)).Draw();
 }
 
 }  // namespace quillet

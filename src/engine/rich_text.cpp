@@ -305,7 +305,12 @@ class TRichTextReader {
       CloseRun();
       if (W.HasNumber) FState.ColorIndex = W.Number;
     } else if (W.Name == "par" || W.Name == "line") {
-      CloseRun();
+      // A line that ends without text (at the second of two "\par" in a row, or at one before any
+      // text) is still a line: an empty run, carrying the size in force for its height. The flag
+      // of a "\par" that no text follows is dropped at the end, so a "\par" there adds nothing.
+      const bool EmptyLine = FBuffer.empty() && (FNewPara || FRuns.empty());
+      if (EmptyLine) FNewPara = true;
+      CloseRun(EmptyLine);
       FNewPara = true;
     }
   }
@@ -340,10 +345,10 @@ class TRichTextReader {
     }
   }
 
-  // Runs are only made from text, so formatting changes between runs never leave empty runs,
-  // and a "\par" that no text follows breaks no line.
-  void CloseRun() {
-    if (FBuffer.empty()) return;
+  // Runs are made from text, so formatting changes between runs never leave empty runs; the one
+  // empty run is an empty line (EmptyLine), which "\par" and "\line" ask for.
+  void CloseRun(bool EmptyLine = false) {
+    if (FBuffer.empty() && !EmptyLine) return;
     TRTFRun R;
     R.Text = std::move(FBuffer);
     const auto Font = FFonts.find(FState.Font);

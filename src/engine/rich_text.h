@@ -22,9 +22,12 @@ struct TRTFRun {
 };
 
 // Texts starting with "{\rtf" are read as rich text; any other text is one run in the defaults.
-// Bold and italic always start off. Reports no errors: malformed groups, unknown control words
-// and bad escapes are ignored. Time and memory stay linear in the length of Text, whatever it
-// holds, so texts from report data are safe to pass.
+// In rich text each "\par" or "\line" ends a line and starts a new one. A line it ends without
+// text is a run with empty text and NewPara set, whose size gives the line its height; the new
+// line a "\par" at the very end would start is left out. Bold and italic always start off.
+// Reports no errors: malformed groups, unknown control words and bad escapes are ignored. Time
+// and memory stay linear in the length of Text, whatever it holds, so texts from report data are
+// safe to pass.
 std::vector<TRTFRun> ParseRichText(const std::string& Text, const std::string& DefaultFontName,
                                    float DefaultFontSize, TAlphaColor DefaultColor);
 

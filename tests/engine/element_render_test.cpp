@@ -385,21 +385,68 @@ TEST(ElementRendering, MemoRunsKeepFlowingBelowTheElement) {
   }
 }
 
-TEST(ElementRendering, MemoRunsThatDoNotFitStartANewLine) {
-  const std::string Rich = "{\\rtf1 {\\b AAAA}{\\i BBBBBB}{\\fs40 C}}";
-  if (ParseRichText(Rich, "Serif", 10, Blue).size() < 3) GTEST_SKIP() << "the rich-text reader is not in place yet";
-  TReportElement El = Element(retMemo, 50, 20);
-  El.Text = Rich;
-  const auto Calls = Render(El);
-  ASSERT_EQ(Calls.size(), 3u);
-  // AAAA is 20 wide at x 27; BBBBBB (30) would end at 77, past 73: next line at 15 + 13 + 2.
-  // C at 20 points is 10 wide and fits after it (67), and its line grows to 1.3 x 20.
-  ExpectRect(Calls[0].Rect, {27, 15, 49, 28}, "AAAA");
-  ExpectRect(Calls[1].Rect, {27, 30, 59, 43}, "BBBBBB");
-  ExpectRect(Calls[2].Rect, {57, 30, 69, 56}, "C");
-  EXPECT_TRUE(Calls[0].Font.Bold);
-  EXPECT_TRUE(Calls[1].Font.Italic);
-  EXPECT_FLOAT_EQ(Calls[2].Font.Size, 20);
+// Lines of a memo 50 wide at 10 points: text runs from x 27 up to 73 (9 characters of 5 points),
+// lines are 13 high and 2 apart, and each stretch of one run on a line is drawn once. Line
+// breaks, empty lines and words wider than the line: tests/e2e/memo_test.cpp.
+TEST(ElementRendering, MemosWrapAtSpaces) {
+  struct TDrawn {
+    std::string Text;
+    TRectF Rect;
+  };
+  struct TCase {
+    const char* Name;
+    std::string Text;
+    std::vector<TDrawn> Expected;
+  };
+  const std::vector<TCase> Cases = {
+      {"breaks at the last space that fits, which starts no line",
+       "aaa bbb ccc ddd",
+       {{"aaa bbb", {27, 15, 64, 28}}, {"ccc ddd", {27, 30, 64, 43}}}},
+      {"leading spaces stay, the spaces broken at go", "  aa   bbbbbbb",
+       {{"  aa", {27, 15, 49, 28}}, {"bbbbbbb", {27, 30, 64, 43}}}},
+      {"runs without a space between them move together", R"({\rtf1 aaaa bb{\b cc}dd})",
+       {{"aaaa", {27, 15, 49, 28}}, {"bb", {27, 30, 39, 43}}, {"cc", {37, 30, 49, 43}}, {"dd", {47, 30, 59, 43}}}},
+      {"a run is split where it breaks", R"({\rtf1 a{\i bb ccc dddd} e})",
+       {{"a", {27, 15, 34, 28}}, {"bb ccc", {32, 15, 64, 28}}, {"dddd", {27, 30, 49, 43}}, {" e", {47, 30, 59, 43}}}},
+      {"the largest size sets the line's height", R"({\rtf1 aa{\fs40 B} cc dddddd})",
+       {{"aa", {27, 15, 39, 41}}, {"B", {37, 15, 49, 41}}, {" cc", {47, 15, 64, 41}}, {"dddddd", {27, 43, 59, 56}}}},
+  };
+  for (const TCase& C : Cases) {
+    TReportElement El = Element(retMemo, 50, 20);
+    El.Text = C.Text;
+    const auto Calls = Render(El);
+    ASSERT_EQ(Calls.size(), C.Expected.size()) << C.Name;
+    for (size_t K = 0; K < Calls.size(); ++K) {
+      EXPECT_EQ(Calls[K].Text, C.Expected[K].Text) << C.Name;
+      ExpectRect(Calls[K].Rect, C.Expected[K].Rect, std::string(C.Name) + ": " + C.Expected[K].Text);
+    }
+  }
+}
+
+// Long memos are common in long reports: each stretch of text is measured once, not again for
+// every line it might end.
+TEST(ElementRendering, MemoTextIsMeasuredOnce) {
+  struct TCountingCanvas : TTestCanvas {
+    size_t Measured = 0;
+    TSizeF MeasureText(const std::string& S, const TRptFont& F) override {
+      Measured += S.size();
+      return TTestCanvas::MeasureText(S, F);
+    }
+  };
+  std::string Text;
+  for (int I = 0; I < 20000; ++I) Text += std::string(1 + I % 7, 'w') + (I % 5 ? " " : "  ");
+  for (const std::string& Memo : {Text, "{\\rtf1 " + Text + "}"}) {
+    TReportPage Page;
+    SmallPage(Page);
+    TReportElement& El = *AddBand(Page, btPageBody, 60).Elements.emplace_back(
+        std::make_unique<TReportElement>(Element(retMemo, 200, 20)));
+    El.Text = Memo;
+    TReportEngine E;
+    auto Canvas = std::make_shared<TCountingCanvas>();
+    E.RunPass(Page, Canvas, DrawPass());
+    EXPECT_EQ(Canvas->Measured, Text.size());
+    EXPECT_GT(Canvas->OfKind(TKind::DrawText).size(), 2000u);
+  }
 }
 
 // ---- Images ----

@@ -84,10 +84,14 @@ TEST(RichText, ParsesTheSupportedSubset) {
       {"no font selected keeps the default", "{\\rtf1" + Fonts + "a}", {TextRun("a")}},
       {"font number restored by brace", "{\\rtf1" + Fonts + R"(\f0{\f1 a}b})",
        {TextRun("a").Font("Times New Roman"), TextRun("b").Font("Helvetica")}},
-      {"two pars one break", R"({\rtf1 a\par\par b})", {TextRun("a"), TextRun("b").Para()}},
+      {"two pars leave an empty line", R"({\rtf1 a\par\par b})",
+       {TextRun("a"), TextRun("").Para(), TextRun("b").Para()}},
       {"line breaks too", R"({\rtf1 a\line b})", {TextRun("a"), TextRun("b").Para()}},
-      {"trailing par vanishes", R"({\rtf1 a\par})", {TextRun("a")}},
-      {"leading par", R"({\rtf1\par a})", {TextRun("a").Para()}},
+      {"empty lines take the size in force", R"({\rtf1 a\par\fs40\line{\b}\par b})",
+       {TextRun("a"), TextRun("").Size(20).Para(), TextRun("").Size(20).Para(), TextRun("b").Size(20).Para()}},
+      {"trailing par adds nothing", R"({\rtf1 a\par})", {TextRun("a")}},
+      {"only the last of trailing pars adds nothing", R"({\rtf1 a\par\par})", {TextRun("a"), TextRun("").Para()}},
+      {"leading par leaves an empty first line", R"({\rtf1\par a})", {TextRun("").Para(), TextRun("a").Para()}},
       {"skipped groups",
        R"({\rtf1{\*\generator Gen 1.0;}{\info{\title T}{\author A}}{\stylesheet{\s0 Normal;}})"
        R"({\pict ffd8}{\filetbl x}{\listtable y}{\listoverridetable z} a})",
@@ -165,7 +169,11 @@ TEST(RichText, LargeInputsFinish) {
   const std::string Pars = "{\\rtf1 a" + std::string(1 << 20, 'x') + "\\par";
   std::string ManyPars = Pars;
   for (int I = 0; I < 100000; ++I) ManyPars += "\\par\\line ";
-  EXPECT_EQ(Parse(ManyPars + "b").size(), 2u);
+  const auto Lines = Parse(ManyPars + "b");
+  ASSERT_EQ(Lines.size(), 200002u);
+  EXPECT_EQ(Lines[1], TRTFRun(TextRun("").Para()));
+  EXPECT_EQ(Lines[200000], TRTFRun(TextRun("").Para()));
+  EXPECT_EQ(Lines.back(), TRTFRun(TextRun("b").Para()));
 }
 
 }  // namespace
