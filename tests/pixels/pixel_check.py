@@ -231,7 +231,7 @@ def check(manifest, workdir, pdfs):
             stripped = read_pgm(stripped_path)
             if stripped.sha() != e["stripped"]:
                 failures.append(f"{key}: text or vector art moved (see {diff})")
-                ref = os.path.join(workdir, "reference", key + ".pgm")
+                ref = os.path.join(workdir, "reference", os.path.basename(full_path))
                 write_diff(diff, read_pgm(ref) if os.path.exists(ref) else stripped, full)
                 continue
             ref = paste(stripped, e["box"], read_png_gray(os.path.join(base, e["region"])))
@@ -240,7 +240,7 @@ def check(manifest, workdir, pdfs):
                 failures.append(f"{key}: images differ by up to {d} levels (see {diff})")
                 write_diff(diff, ref, full)
             continue
-        ref_path = os.path.join(workdir, "reference", key + ".pgm")
+        ref_path = os.path.join(workdir, "reference", os.path.basename(full_path))
         if os.path.exists(ref_path) and read_pgm(ref_path).sha() == e["sha"]:
             failures.append(f"{key}: pixels differ (see {diff})")
             write_diff(diff, read_pgm(ref_path), full)
