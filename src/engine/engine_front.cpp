@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "data/data_set.h"
+#include "engine/builtin_variables.h"
 #include "engine/report_engine.h"
 #include "expr/date_time.h"
 #include "expr/formatting.h"
@@ -15,13 +16,6 @@ namespace quillet {
 namespace {
 
 int32_t ClampDPI(int32_t Value) noexcept { return Value < 72 ? 72 : (Value > 600 ? 600 : Value); }
-
-std::string AsciiUpper(std::string_view S) {
-  std::string r(S);
-  for (char& c : r)
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-  return r;
-}
 
 }  // namespace
 
@@ -137,33 +131,28 @@ bool TReportEngine::ResolveFieldValue(const std::string& Name, TExprValue& Value
 }
 
 bool TReportEngine::ResolveVarValue(const std::string& Name, TExprValue& Value) const {
-  // Only names of a built-in's length are worth upper-casing.
-  if (Name.size() >= 1 && Name.size() <= 11) {
-    const std::string up = AsciiUpper(Name);
-    if (up == "D" || up == "DATE" || up == "TARIH") {
-      Value = TExprValue::FromString(FormatDateTime("dd.mm.yyyy", NowDateTime()));
-      return true;
+  if (const std::optional<TBuiltinVariable> builtin = FindBuiltinVariable(Name)) {
+    switch (*builtin) {
+      case bvDate:
+        Value = TExprValue::FromString(FormatDateTime("dd.mm.yyyy", NowDateTime()));
+        break;
+      case bvTime:
+        Value = TExprValue::FromString(FormatDateTime("hh:nn", NowDateTime()));
+        break;
+      case bvDateTime:
+        Value = TExprValue::FromString(FormatDateTime("dd.mm.yyyy hh:nn", NowDateTime()));
+        break;
+      case bvPageNo:
+        Value = TExprValue::FromString(GetVariable("PageNo"));
+        break;
+      case bvTotalPages:
+        Value = TExprValue::FromString(GetVariable("TotalPages"));
+        break;
+      case bvRecordNo:
+        Value = TExprValue::FromInt(FRecordNo);
+        break;
     }
-    if (up == "TIME" || up == "SAAT") {
-      Value = TExprValue::FromString(FormatDateTime("hh:nn", NowDateTime()));
-      return true;
-    }
-    if (up == "DATETIME" || up == "TARIHSAAT") {
-      Value = TExprValue::FromString(FormatDateTime("dd.mm.yyyy hh:nn", NowDateTime()));
-      return true;
-    }
-    if (up == "PAGENO" || up == "SAYFANO") {
-      Value = TExprValue::FromString(GetVariable("PageNo"));
-      return true;
-    }
-    if (up == "TOTALPAGES" || up == "TOPLAMSAYFA") {
-      Value = TExprValue::FromString(GetVariable("TotalPages"));
-      return true;
-    }
-    if (up == "RECORDNO" || up == "KAYITNO") {
-      Value = TExprValue::FromInt(FRecordNo);
-      return true;
-    }
+    return true;
   }
   auto it = FVariables.find(Name);
   if (it == FVariables.end()) return false;
