@@ -91,13 +91,16 @@ struct TShellRun {
 };
 
 // Runs Command through the shell in Dir, as a reader would type it, with the built quillet first
-// on PATH and no inherited clock.
+// on PATH and no inherited clock. Under LeakSanitizer a used suppression would be reported on
+// standard error at exit, which is read exactly here.
 TShellRun RunShell(const std::string& Command, const fs::path& Dir) {
   const std::string bin = fs::path(QUILLET_CLI_PATH).parent_path().string();
   const fs::path errFile = Dir / ".stderr";
   TShellRun r;
   r.Out = test::RunTool("cd '" + Dir.string() + "' && unset SOURCE_DATE_EPOCH && PATH='" + bin +
-                            "':\"$PATH\" && {\n" + Command + "\n} 2>'" + errFile.string() + "'",
+                            "':\"$PATH\" && if [ -n \"${LSAN_OPTIONS:-}\" ]; then export " +
+                            "LSAN_OPTIONS=\"$LSAN_OPTIONS:print_suppressions=0\"; fi && {\n" + Command +
+                            "\n} 2>'" + errFile.string() + "'",
                         &r.Status);
   r.Err = ReadText(errFile);
   fs::remove(errFile);
