@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
-#include "base/utf8.h"
 #include "data/data_set.h"
+#include "engine/builtin_variables.h"
 #include "engine/report_engine.h"
 #include "expr/date_time.h"
 #include "expr/formatting.h"
@@ -17,54 +17,7 @@ namespace {
 
 int32_t ClampDPI(int32_t Value) noexcept { return Value < 72 ? 72 : (Value > 600 ? 600 : Value); }
 
-enum class TSysVar { Date, Time, DateTime, PageNo, TotalPages, RecordNo };
-
-struct TSysVarName {
-  std::string_view Name;
-  TSysVar Var;
-};
-
-// Each built-in's English names, then its Turkish one.
-constexpr TSysVarName kSysVars[] = {
-    {"D", TSysVar::Date},           {"DATE", TSysVar::Date},           {"TARIH", TSysVar::Date},
-    {"TIME", TSysVar::Time},        {"SAAT", TSysVar::Time},
-    {"DATETIME", TSysVar::DateTime}, {"TARIHSAAT", TSysVar::DateTime},
-    {"PAGENO", TSysVar::PageNo},     {"SAYFANO", TSysVar::PageNo},
-    {"TOTALPAGES", TSysVar::TotalPages}, {"TOPLAMSAYFA", TSysVar::TotalPages},
-    {"RECORDNO", TSysVar::RecordNo}, {"KAYITNO", TSysVar::RecordNo},
-};
-constexpr size_t kLongestSysVar = 11;
-
-// The built-in Name means, or nullptr. Name is upper-cased code point by code point, with the
-// Turkish dotted capital I as I too (the dotless small one already upper-cases to I).
-const TSysVarName* FindSysVar(std::string_view Name) {
-  // Every letter of a match takes one byte, or two for a Turkish i.
-  if (Name.empty() || Name.size() > 2 * kLongestSysVar) return nullptr;
-  char key[kLongestSysVar];
-  size_t n = 0;
-  for (size_t pos = 0; pos < Name.size();) {
-    const char32_t c = DecodeUtf8At(Name, pos);
-    const char32_t up = c == U'\u0130' ? U'I' : UpperCodePoint(c);
-    if (up >= 0x80 || n == kLongestSysVar) return nullptr;
-    key[n++] = static_cast<char>(up);
-  }
-  for (const TSysVarName& v : kSysVars)
-    if (v.Name == std::string_view(key, n)) return &v;
-  return nullptr;
-}
-
 }  // namespace
-
-const std::vector<std::string>& SystemVariableNames() {
-  static const std::vector<std::string> names = [] {
-    std::vector<std::string> r;
-    for (const TSysVarName& v : kSysVars) r.emplace_back(v.Name);
-    return r;
-  }();
-  return names;
-}
-
-bool IsSystemVariableName(std::string_view Name) { return FindSysVar(Name) != nullptr; }
 
 TReportEngine::TReportEngine(TComponent* Owner) : TComponent(Owner) {
   FFieldFunc = [this](const std::string& Name, TExprValue& Value) { return ResolveFieldValue(Name, Value); };
@@ -178,27 +131,28 @@ bool TReportEngine::ResolveFieldValue(const std::string& Name, TExprValue& Value
 }
 
 bool TReportEngine::ResolveVarValue(const std::string& Name, TExprValue& Value) const {
-  if (const TSysVarName* builtIn = FindSysVar(Name)) {
-    switch (builtIn->Var) {
-      case TSysVar::Date:
+  if (const std::optional<TBuiltinVariable> builtin = FindBuiltinVariable(Name)) {
+    switch (*builtin) {
+      case bvDate:
         Value = TExprValue::FromString(FormatDateTime("dd.mm.yyyy", NowDateTime()));
-        return true;
-      case TSysVar::Time:
+        break;
+      case bvTime:
         Value = TExprValue::FromString(FormatDateTime("hh:nn", NowDateTime()));
-        return true;
-      case TSysVar::DateTime:
+        break;
+      case bvDateTime:
         Value = TExprValue::FromString(FormatDateTime("dd.mm.yyyy hh:nn", NowDateTime()));
-        return true;
-      case TSysVar::PageNo:
+        break;
+      case bvPageNo:
         Value = TExprValue::FromString(GetVariable("PageNo"));
-        return true;
-      case TSysVar::TotalPages:
+        break;
+      case bvTotalPages:
         Value = TExprValue::FromString(GetVariable("TotalPages"));
-        return true;
-      case TSysVar::RecordNo:
+        break;
+      case bvRecordNo:
         Value = TExprValue::FromInt(FRecordNo);
-        return true;
+        break;
     }
+    return true;
   }
   auto it = FVariables.find(Name);
   if (it == FVariables.end()) return false;

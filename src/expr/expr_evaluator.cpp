@@ -806,3 +806,15 @@ std::string EvalText(const std::string& Text, const TGetIdentValueFunc& FieldFun
 }
 
 }  // namespace quillet
+
+namespace quillet {
+
+std::vector<std::string> FunctionNames() {
+  std::vector<std::string> names;
+  for (const TFunctionDef& f : kFunctions) names.push_back(f.Name);
+  for (const char* aggregate : {"SUM", "AVG", "COUNT", "MIN", "MAX"})
+    if (IsAggregateName(aggregate)) names.push_back(aggregate);
+  return names;
+}
+
+}  // namespace quillet

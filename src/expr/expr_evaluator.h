@@ -151,3 +151,10 @@ std::string EvalText(const std::string& Text, const TGetIdentValueFunc& FieldFun
                      std::vector<TTextProblem>* Problems = nullptr) noexcept;
 
 }  // namespace quillet
+
+namespace quillet {
+
+// The name of every function the language knows, aggregates included, in upper case.
+std::vector<std::string> FunctionNames();
+
+}  // namespace quillet

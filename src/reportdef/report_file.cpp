@@ -746,4 +746,31 @@ void TReportPage::LoadFromFile(const std::string& FileName) {
   }
 }
 
+// ---- The members the reader knows ---------------------------------------------------------------
+
+const std::vector<TFileMembers>& ReportFileMembers() {
+  static const std::vector<TFileMembers> Members = {
+      {"root", {"version", "page", "pdf", "bands", "visibleDataSources", "dataSources", "elements"}},
+      {"page",
+       {"width", "height", "marginTop", "marginBottom", "marginLeft", "marginRight", "margin",
+        "startPageNumber", "resetPageNumber", "gridSize", "printerName"}},
+      {"pdf", {"title", "author", "subject", "keywords", "creator"}},
+      {"dataSource", {"name", "fields"}},
+      {"band",
+       {"type", "height", "dataSource", "groupCondition", "autoGrow", "printOnFirstPage",
+        "printOnOddPages", "printOnEvenPages", "elements"}},
+      {"element",
+       {"type",        "name",        "left",        "top",         "width",        "height",
+        "text",        "dataField",   "imageFile",   "wordWrap",    "fontName",     "fontSize",
+        "fontBold",    "fontItalic",  "textColor",   "backColor",   "borderColor",  "strokeColor",
+        "fillColor",   "horzAlign",   "vertAlign",   "borderWidth", "strokeWidth",  "cornerX",
+        "cornerY",     "checked",     "x2",          "y2",          "borderTop",    "borderRight",
+        "borderBottom", "borderLeft", "rows",        "cols",        "cells",        "headerRow",
+        "headerFill",  "headerBold",  "headerTextColor", "colWidths", "rowHeights", "cellStyles",
+        "colFields",   "subReportFile", "subReportFlow", "showBarcodeText", "imageScale"}},
+      {"cellStyle", {"b", "i", "tc", "fl", "ha"}},
+  };
+  return Members;
+}
+
 }  // namespace quillet

@@ -323,4 +323,13 @@ class TReportPage {
   void LoadFromFile(const std::string& FileName);
 };
 
+// The members a report file may hold, for each kind of JSON object in it: "root" (the document),
+// "page", "pdf", "dataSource" (an entry of "dataSources"), "band", "element" and "cellStyle" (an
+// entry of an element's "cellStyles"). The reader knows these and ignores any other member.
+struct TFileMembers {
+  std::string_view Object;
+  std::vector<std::string_view> Members;
+};
+const std::vector<TFileMembers>& ReportFileMembers();
+
 }  // namespace quillet

@@ -6,7 +6,9 @@
 #include <filesystem>
 #include <functional>
 #include <limits>
+#include <map>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -181,6 +183,37 @@ TEST(ReportFile, SaveLoadSaveIsByteIdenticalAndKeepsTheModel) {
   EXPECT_EQ(Loaded.PdfCreator, "Creator");
   // The schema is written sorted by name, whatever order it was filled in.
   EXPECT_LT(First.find("\"Customers\""), First.find("\"Empty\""));
+}
+
+// The member lists that tools and the manual read are the members the writer writes, plus the two
+// that only the reader knows: the older layout's "elements" and the single "margin".
+TEST(ReportFile, MemberListsAreTheMembersOfTheFile) {
+  const ordered_json Doc = ordered_json::parse(FullPage().SaveToString());
+  std::map<std::string, std::set<std::string>> Written;
+  const auto Add = [&Written](const std::string& Object, const ordered_json& Obj) {
+    for (const auto& Item : Obj.items()) Written[Object].insert(Item.key());
+  };
+  Add("root", Doc);
+  Add("page", Doc["page"]);
+  Add("pdf", Doc["pdf"]);
+  for (const auto& Source : Doc["dataSources"]) Add("dataSource", Source);
+  for (const auto& Band : Doc["bands"]) {
+    Add("band", Band);
+    for (const auto& Element : Band["elements"]) {
+      Add("element", Element);
+      if (Element.contains("cellStyles"))
+        for (const auto& Style : Element["cellStyles"])
+          if (Style.is_object()) Add("cellStyle", Style);
+    }
+  }
+  Written["root"].insert("elements");
+  Written["page"].insert("margin");
+
+  std::map<std::string, std::set<std::string>> Listed;
+  for (const TFileMembers& M : ReportFileMembers())
+    for (std::string_view Name : M.Members)
+      EXPECT_TRUE(Listed[std::string(M.Object)].insert(std::string(Name)).second) << M.Object << "." << Name;
+  EXPECT_EQ(Listed, Written);
 }
 
 TEST(ReportFile, DefaultReportText) {
