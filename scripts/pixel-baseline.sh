@@ -19,19 +19,21 @@ quillet="$(realpath "${1:-$root/build/quillet}")"
 work="$(mkdir -p "${2:-$root/build/pixels}" && cd "${2:-$root/build/pixels}" && pwd)"
 export SOURCE_DATE_EPOCH=1700000000
 pdfdir="$work/pdf"
+: > "$work/render.err"
 rm -rf "$pdfdir"
 mkdir -p "$pdfdir"
 
 # The documents: the demo shop, the CSV and JSON examples, the older file layout, the self-test
-# pages and the element test report.
-"$root/examples/shop/render.sh" "$pdfdir" "$quillet" "$work/shop.db" 2>/dev/null
+# pages and the element test report. What they warn is collected: the examples must warn of
+# nothing.
+"$root/examples/shop/render.sh" "$pdfdir" "$quillet" "$work/shop.db" 2>>"$work/render.err"
 cd "$root/examples/render"
-"$quillet" render orders.qdr -o "$pdfdir/orders.pdf" --data Orders=orders.csv --var Company="Quillet Trading" 2>/dev/null
+"$quillet" render orders.qdr -o "$pdfdir/orders.pdf" --data Orders=orders.csv --var Company="Quillet Trading" 2>>"$work/render.err"
 "$quillet" render customer_orders.qdr -o "$pdfdir/customer_orders.pdf" --data Customers=customers.json \
-  --data Orders=orders.csv --link Orders.customer_id=Customers.id 2>/dev/null
+  --data Orders=orders.csv --link Orders.customer_id=Customers.id 2>>"$work/render.err"
 cd "$root"
-"$quillet" render examples/legacy_note.qdr -o "$pdfdir/legacy_note.pdf" 2>/dev/null
-"$quillet" render tests/pixels/elements.qdr -o "$pdfdir/elements.pdf" --data Items=tests/pixels/items.csv 2>/dev/null
+"$quillet" render examples/legacy_note.qdr -o "$pdfdir/legacy_note.pdf" 2>>"$work/render.err"
+"$quillet" render tests/pixels/elements.qdr -o "$pdfdir/elements.pdf" --data Items=tests/pixels/items.csv 2>>"$work/render.err"
 "$quillet" selftest "$work/selftest" >/dev/null 2>&1
 for f in "$work"/selftest/*.pdf; do
   mv "$f" "$pdfdir/selftest_$(basename "$f")"
@@ -39,6 +41,11 @@ done
 
 # Every file passes the PDF tools.
 bad=0
+if grep -q "warning" "$work/render.err"; then
+  echo "pixel-baseline: the examples warn:" >&2
+  grep "warning" "$work/render.err" | sed 's/^/  /' >&2
+  bad=1
+fi
 for f in "$pdfdir"/*.pdf; do
   name="$(basename "$f")"
   if ! qpdf --check "$f" >/dev/null 2>&1; then
