@@ -170,7 +170,7 @@ std::string TReportEngine::ResolveText(const TReportElement& El) {
     if (qualified || (FCurrentDS && FCurrentDS->Active())) {
       TExprProblem problem;
       TExprValue v = EvalExpression(df, FFieldFunc, FVarFunc, FAggFunc, &problem);
-      if (problem) WarnTextProblems({TTextProblem{df, 1, std::move(problem)}});
+      if (problem) WarnTextProblems({TTextProblem{df, 1, std::move(problem)}}, true);
       return v.IsNull() ? std::string() : v.ToText();
     }
   }

@@ -349,7 +349,8 @@ class TReportEngine : public TComponent {
   // Adds the warnings of CheckReport for the report being run.
   void WarnReport(const TReportPage& Page);
   // Warns of the problems of an element's placeholders met while drawing it.
-  void WarnTextProblems(const std::vector<TTextProblem>& Problems);
+  // (DataField: the problems are of the element's data field, not of placeholders.)
+  void WarnTextProblems(const std::vector<TTextProblem>& Problems, bool DataField = false);
   // "data source \"Name\"", or how the main data set is called.
   std::string DataSetLabel(const std::string& Name) const;
   static std::string SubreportKey(const std::string& File);

@@ -291,7 +291,7 @@ void TReportEngine::WarnReport(const TReportPage& Page) {
   for (const std::string& w : CheckReport(Page, label)) AddWarning(w);
 }
 
-void TReportEngine::WarnTextProblems(const std::vector<TTextProblem>& Problems) {
+void TReportEngine::WarnTextProblems(const std::vector<TTextProblem>& Problems, bool DataField) {
   // Names were checked before the walk, against the data sets and variables; what is left are
   // the problems a value brings, which only drawing can meet.
   if (!FCvCurEl || !FCvCurBand || !FCvBandSrc) return;
@@ -309,8 +309,8 @@ void TReportEngine::WarnTextProblems(const std::vector<TTextProblem>& Problems) 
       auto it = FSubreportLabels.find(FSubreportChain.back());
       label = it != FSubreportLabels.end() ? it->second : FSubreportChain.back();
     }
-    AddWarning(ElementPlace(label, bi, ei, *FCvCurEl) + ": " + DescribeExprProblem(p.Problem) + " in [" + p.Placeholder +
-               "]");
+    AddWarning(ElementPlace(label, bi, ei, *FCvCurEl) + ": " + DescribeExprProblem(p.Problem) + " in " +
+               (DataField ? "dataField " + Quote(p.Placeholder) : "[" + p.Placeholder + "]"));
   }
 }
 
