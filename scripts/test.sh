@@ -21,7 +21,7 @@ fi
 echo "== sanitizer build" >&2
 scripts/build.sh build-asan -DCMAKE_BUILD_TYPE=Debug -DQUILLET_SANITIZE=ON
 export ASAN_OPTIONS=detect_leaks=1:halt_on_error=1:abort_on_error=0:detect_stack_use_after_return=1
-export LSAN_OPTIONS="suppressions=$PWD/scripts/lsan.supp"
+export LSAN_OPTIONS="suppressions=$PWD/scripts/lsan.supp:print_suppressions=0"
 export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 ctest --test-dir build-asan --output-on-failure -j "$jobs"
 

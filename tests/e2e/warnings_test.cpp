@@ -157,7 +157,9 @@ TEST(Warnings, EvalCheckAndTheReadersMessages) {
     EXPECT_EQ(r.Err, c.Err);
     ASSERT_GE(r.Out.size(), c.OutTail.size()) << r.Out;
     EXPECT_EQ(r.Out.substr(r.Out.size() - c.OutTail.size()), c.OutTail) << r.Out;
-    if (c.Args[0] == "eval" && c.Args[1] == "--check") EXPECT_EQ(r.Out, "");
+    if (c.Args[0] == "eval" && c.Args[1] == "--check") {
+      EXPECT_EQ(r.Out, "");
+    }
   }
 }
 
