@@ -60,3 +60,9 @@ if(QUILLET_WITH_QT)
   configure_file(${PROJECT_SOURCE_DIR}/cmake/quillet-qt.pc.in ${PROJECT_BINARY_DIR}/quillet-qt.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/quillet-qt.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endif()
+
+# The programs: quillet, and beside it the report designer, formwright.
+install(TARGETS quillet_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+if(TARGET formwright)
+  install(TARGETS formwright RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()

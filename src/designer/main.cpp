@@ -1,0 +1,93 @@
+// formwright: the report designer. See command_line.h for how it is started.
+#include <QApplication>
+#include <QFileInfo>
+#include <QMessageBox>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "base/error.h"
+#include "designer/command_line.h"
+#include "designer/designer_window.h"
+#include "designer/report_document.h"
+#include "engine/report_engine.h"
+#include "screen/screen_drivers.h"
+
+using namespace quillet;
+using namespace quillet::designer;
+
+namespace {
+
+std::string ErrorLine(const std::string& File, const std::exception& E) {
+  std::string text = E.what();
+  if (const auto* q = dynamic_cast<const EQuilletError*>(&E); q && !q->Detail().empty()) text += ": " + q->Detail();
+  return text.find(File) == std::string::npos ? File + ": " + text : text;
+}
+
+// /preview: the report in the preview window, as the engine draws it; the program ends with it.
+int RunPreview(const std::string& File) {
+  try {
+    TReportEngine engine;
+    InstallGuiMessageHook(engine);
+    Preview(engine, File);
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "formwright: %s\n", ErrorLine(File, e).c_str());
+    return 1;
+  }
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  TDesignerArgs args;
+  try {
+    args = ParseDesignerArgs(std::vector<std::string>(argv + 1, argv + argc));
+  } catch (const EDesignerUsage& e) {
+    std::fprintf(stderr, "formwright: %s\n%s", e.what(), kDesignerUsage);
+    return 2;
+  }
+  if (args.Help) {
+    std::fputs(kDesignerUsage, stdout);
+    return 0;
+  }
+  if (args.Version) {
+    std::printf("formwright %s\n", QUILLET_VERSION);
+    return 0;
+  }
+  if (args.Preview) {
+    // A report that cannot be read fails here, before any window (or display) is needed.
+    try {
+      TReportPage check;
+      check.LoadFromFile(args.Report);
+    } catch (const std::exception& e) {
+      std::fprintf(stderr, "formwright: %s\n", ErrorLine(args.Report, e).c_str());
+      return 1;
+    }
+  }
+  QApplication app(argc, argv);
+  QApplication::setApplicationName("formwright");
+  QApplication::setOrganizationName("Quillet");
+  if (args.Preview) return RunPreview(args.Report);
+
+  TReportDocument doc;
+  TDesignerWindow window(doc);
+  if (!args.Report.empty()) {
+    std::error_code ec;
+    if (std::filesystem::exists(args.Report, ec)) {
+      try {
+        doc.Open(args.Report);
+      } catch (const std::exception& e) {
+        // The reader's message; nothing is opened.
+        std::fprintf(stderr, "formwright: %s\n", ErrorLine(args.Report, e).c_str());
+        QMessageBox::critical(&window, QObject::tr("Open report"),
+                              QString::fromStdString(ErrorLine(args.Report, e)));
+      }
+    } else {
+      doc.NewReport(args.Report);
+    }
+  }
+  window.show();
+  return app.exec();
+}
