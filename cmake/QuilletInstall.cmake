@@ -22,7 +22,7 @@ foreach(folder base reportdef expr data engine canvas symbols registration)
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quillet/${folder}
     FILES_MATCHING PATTERN "*.h"
     # Qt-only folders belong to the Qt module's install.
-    PATTERN "screen" EXCLUDE PATTERN "ui" EXCLUDE)
+    PATTERN "screen" EXCLUDE PATTERN "ui" EXCLUDE PATTERN "qt" EXCLUDE)
 endforeach()
 
 install(EXPORT QuilletTargets NAMESPACE Quillet:: DESTINATION ${QUILLET_CMAKE_DIR})
@@ -34,7 +34,7 @@ if(QUILLET_WITH_QT)
   install(TARGETS quillet_qt EXPORT QuilletQtTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_COMPONENT Development
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-  foreach(folder screen ui)
+  foreach(folder screen ui registration/qt)
     install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/${folder}/
       DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quillet/${folder} FILES_MATCHING PATTERN "*.h")
   endforeach()

@@ -35,6 +35,8 @@ packages=(
   cups-daemon cups-client
   # window tests: a virtual X server, real key presses, the X authority tool
   xvfb xauth xdotool
+  # PDFOpen hands finished PDFs to the desktop's viewer through xdg-open
+  xdg-utils
 )
 if [ "$bench" -eq 1 ]; then
   packages+=(

@@ -59,7 +59,7 @@ TScreenResult RenderScreenPages(TReportEngine& Engine, const TScreenRender& Opti
 
 // The options of the commands that run reports (render, preview, print): the reports and the
 // data options, and what each command adds.
-enum class TRunCommand { Render, Preview, Print, Check };
+enum class TRunCommand { Render, Preview, Print, Check, Design };
 struct TDataOption {
   std::string Name;
   std::string Source;  // as typed, for messages
@@ -83,6 +83,8 @@ struct TRunOptions {
   int Dpi = 0;                 // 0: not given (96 for png and raster)
   std::string Printer;         // print --printer
   bool Strict = false;         // --strict: any warning fails the run
+  bool Preview = false;        // design --preview
+  bool ReadReports = true;     // false: the reports need not exist yet (design)
 };
 TRunOptions ParseRunOptions(const TArgs& Args, TRunCommand Command);
 
@@ -101,6 +103,8 @@ class TRunData {
   // shadows, a CSV separator taken from the header line), complete once Open has returned. The
   // commands print them with PrintWarnings.
   const std::vector<std::string>& Warnings() const noexcept { return FWarnings; }
+  // The sets, in the order of their --data options.
+  const std::vector<std::unique_ptr<TDataSet>>& Sets() const noexcept { return FSets; }
 
  private:
   std::vector<std::unique_ptr<TDataSet>> FSets;
@@ -126,6 +130,8 @@ class TInterruptGuard {
 int RunPreview(const TArgs& Args);
 int RunPrint(const TArgs& Args);
 int RunPrinters(const TArgs& Args);
+int RunDesign(const TArgs& Args);
+int RunDesignerPath(const TArgs& Args);
 
 // Warnings printed on stderr as "quillet: warning: ..." lines: at most kMaxPrintedWarnings, then
 inline constexpr size_t kMaxPrintedWarnings = 20;

@@ -133,6 +133,8 @@ TRunOptions ParseRunOptionsImpl(const TArgs& Args, TRunCommand Command) {
     };
     if (a == "--strict" && !inlineValue && (Command == TRunCommand::Render || Command == TRunCommand::Check)) {
       o.Strict = true;
+    } else if (a == "--preview" && !inlineValue && Command == TRunCommand::Design) {
+      o.Preview = true;
     } else if ((a == "-o" || a == "--output") && Command != TRunCommand::Render) {
       throw EUsageError(a + " applies to render only");
     } else if (a == "--printer" && Command == TRunCommand::Print) {
@@ -208,8 +210,18 @@ TRunOptions ParseRunOptionsImpl(const TArgs& Args, TRunCommand Command) {
   const char* command = Command == TRunCommand::Render    ? "render"
                         : Command == TRunCommand::Preview ? "preview"
                         : Command == TRunCommand::Print   ? "print"
-                                                          : "check";
+                        : Command == TRunCommand::Check   ? "check"
+                                                          : "design";
   if (Command == TRunCommand::Check && o.Reports.size() != 1) throw EUsageError("check takes one REPORT.qdr");
+  if (Command == TRunCommand::Design) {
+    if (o.Reports.size() != 1) throw EUsageError("design takes one REPORT.qdr");
+    // The preview shows the report as it is: the designer reads no data for it.
+    if (o.Preview && (!o.Data.empty() || o.HaveMain || !o.Links.empty() || !o.Vars.empty() || !o.FontDirs.empty() ||
+                      haveSeparator))
+      throw EUsageError("design --preview takes no data options");
+    // A report to be designed may not exist yet.
+    o.ReadReports = false;
+  }
   if (o.Reports.empty()) throw EUsageError(std::string(command) + " needs at least one REPORT.qdr");
   CheckSourceNames(o);
   const auto isCsv = [](const TDataOption& d) { return IsCsv(d.Source); };
@@ -349,9 +361,11 @@ bool TInterruptGuard::Interrupted() { return GInterrupted.load(std::memory_order
 
 TRunData::TRunData(const TRunOptions& Opt, TReportEngine& Engine) {
   // Report files are read up front so that a broken one fails before any data is opened.
-  for (const std::string& file : Opt.Reports) {
-    TReportPage page;
-    page.LoadFromFile(file);
+  if (Opt.ReadReports) {
+    for (const std::string& file : Opt.Reports) {
+      TReportPage page;
+      page.LoadFromFile(file);
+    }
   }
   for (const std::string& dir : Opt.FontDirs) {
     std::error_code ec;

@@ -34,6 +34,12 @@ const char* const kUsage =
     "                                          print the reports, one job each, on the default\n"
     "                                          printer or on NAME (name or description)\n"
     "  printers                                list the printers: NAME<TAB>DESCRIPTION[<TAB>default]\n"
+    "  design REPORT.qdr [DATA OPTIONS]        start the report designer, formwright, on REPORT.qdr,\n"
+    "                                          telling it the fields of each --data (datasources.json)\n"
+    "  design --preview REPORT.qdr             start the designer showing REPORT.qdr as a preview\n"
+    "  designer-path [--choose]                print where the designer is (exit 1: nowhere); --choose\n"
+    "                                          asks for it in a file dialog when it is not found and\n"
+    "                                          a display is there, and remembers the choice\n"
     "  eval EXPR [--var NAME=VALUE]...         evaluate an expression and print its value\n"
     "                                          (\"(null)\" for null)\n"
     "  eval --text TEXT [--var NAME=VALUE]...  expand the [expression] placeholders of TEXT\n"
@@ -51,6 +57,10 @@ const char* const kUsage =
     "Variables given with --var are strings, as report variables always are. The built-in variables\n"
     "of reports (Date, Time, DateTime, PageNo, TotalPages, RecordNo and their Turkish names, in any\n"
     "case) cannot be set: render, preview and print warn of a --var that one of them shadows.\n"
+    "The designer is looked for as DesignerPath in $XDG_CONFIG_HOME/Quillet/Quillet.conf (default\n"
+    "~/.config), in $QUILLET_DESIGNER, beside this program and in the folder above it, in ../bin and on\n"
+    "PATH; design --preview then also tries Designer/formwright beside this program and in each\n"
+    "folder above it.\n"
     "Exit status: 0 success, 1 failure while running, 2 usage error, 130 interrupted.\n";
 
 }  // namespace
@@ -87,8 +97,11 @@ int Main(int argc, char** argv) {
     if (command == "preview") return RunPreview(args);
     if (command == "print") return RunPrint(args);
     if (command == "printers") return RunPrinters(args);
+    if (command == "design") return RunDesign(args);
+    if (command == "designer-path") return RunDesignerPath(args);
 #else
-    if (command == "preview" || command == "print" || command == "printers")
+    if (command == "preview" || command == "print" || command == "printers" || command == "design" ||
+        command == "designer-path")
       throw EUsageError(command + " needs a build with the Qt module");
 #endif
     if (command == "eval") return RunEval(args);

@@ -1,5 +1,7 @@
 #include "data/data_set.h"
 
+#include <algorithm>
+
 #include "base/error.h"
 
 namespace quillet {
@@ -74,6 +76,23 @@ bool TField::AsFloat(double& Value) const {
 }
 
 // ---- TDataSet ----
+
+TDataSet::~TDataSet() {
+  // Each watcher is told once; a list of its own, as a watcher may change requests meanwhile.
+  std::vector<IDataSetFreeNotify*> notifies;
+  notifies.swap(FFreeNotifies);
+  for (IDataSetFreeNotify* o : notifies) o->DataSetFreed(this);
+}
+
+void TDataSet::FreeNotification(IDataSetFreeNotify* Observer) {
+  if (Observer && std::find(FFreeNotifies.begin(), FFreeNotifies.end(), Observer) == FFreeNotifies.end())
+    FFreeNotifies.push_back(Observer);
+}
+
+void TDataSet::RemoveFreeNotification(IDataSetFreeNotify* Observer) {
+  const auto it = std::find(FFreeNotifies.begin(), FFreeNotifies.end(), Observer);
+  if (it != FFreeNotifies.end()) FFreeNotifies.erase(it);
+}
 
 void TDataSet::RequireActive(const char* Operation) const {
   if (!FActive) throw EQuilletError(std::string("Cannot perform ") + Operation + " on a closed dataset: " + FName);

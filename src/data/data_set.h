@@ -52,6 +52,16 @@ struct TBookmark {
 
 class TDataSet;
 
+// Told when a data set it watches is destroyed (TDataSet::FreeNotification). The set is half
+// gone by then: compare the pointer, do not call it.
+class IDataSetFreeNotify {
+ public:
+  virtual void DataSetFreed(TDataSet* DataSet) = 0;
+
+ protected:
+  ~IDataSetFreeNotify() = default;
+};
+
 // A field of an open data set, reading the current record.
 class TField {
  public:
@@ -83,7 +93,8 @@ class TDataSet {
  public:
   // Name is how reports refer to the set ("Orders" in "Orders.Amount").
   explicit TDataSet(std::string Name) : FName(std::move(Name)) {}
-  virtual ~TDataSet() = default;
+  // Tells every watcher that the set is going away (see FreeNotification).
+  virtual ~TDataSet();
   TDataSet(const TDataSet&) = delete;
   TDataSet& operator=(const TDataSet&) = delete;
 
@@ -141,6 +152,13 @@ class TDataSet {
   // query parameters), so a caller can rewind masters before their details.
   virtual std::vector<TDataSet*> MasterSets() const;
 
+  // Data sets are no components, but whatever keeps a pointer to one can ask to be told when it
+  // is destroyed: Observer->DataSetFreed(this) is called from the destructor, once, after the
+  // set has dropped the request. An observer that goes away first removes its request.
+  // Requests are kept once however often they are made.
+  void FreeNotification(IDataSetFreeNotify* Observer);
+  void RemoveFreeNotification(IDataSetFreeNotify* Observer);
+
  protected:
   // Implementations fill FFieldDefs in DoOpen (or DoUpdateFieldDefs) and load FRecord on moves.
   virtual void DoOpen() = 0;
@@ -178,6 +196,7 @@ class TDataSet {
   bool FBof = true;
   bool FHasRecord = false;
   int FDisableCount = 0;
+  std::vector<IDataSetFreeNotify*> FFreeNotifies;
 };
 
 // ASCII case-insensitive equality, used for field names.

@@ -202,6 +202,9 @@ class TReportEngine : public TComponent {
   TRptPageRenderedEvent OnPageRendered;
 
   void SetMessageHook(TMessageHook Hook) { FMessageHook = std::move(Hook); }
+  // Hands Message to the message hook (stderr without one). Editors and drivers of other
+  // modules speak to the user through it too.
+  void ShowMessage(const std::string& Message);
   // Asks the running report to stop: the next page it begins (counting passes included) raises
   // EReportCancelled. The request holds until the output operation ends, and is cleared then,
   // so that the engine can run again. Safe to call from another thread or a signal handler.
@@ -312,6 +315,22 @@ class TReportEngine : public TComponent {
   void ShowReports(const std::vector<std::string>& Files, const std::string& OutputFile);
   void ShowReports(const std::vector<TReportPage*>& Pages, const std::string& OutputFile);
 
+  // ---- The designer ------------------------------------------------------------------------
+  // Report definitions are drawn in the designer program, formwright (designer_bridge.h).
+
+  // Where the designer is: DesignerExe when that file exists; else, D being the folder of the
+  // running executable, D/formwright, D/Designer/formwright, then Designer/formwright in D and
+  // in each folder above it up to the root; then ../bin/formwright beside the library's code and
+  // formwright on PATH. When none exists, D/formwright all the same (callers test existence).
+  std::string DesignerExePath() const;
+  // Starts the designer on ReportFile without waiting for it. The data-set links that Owner
+  // holds (when given) for this engine or for every engine, and that have a data set, are
+  // described to it in datasources.json. A designer that cannot be found is reported through
+  // the message hook: "formwright not found.\r\nPlace it here: FOLDER".
+  void OpenDesigner(const std::string& ReportFile, TComponent* Owner = nullptr);
+  // Starts the designer showing ReportFile as a preview (nothing when ReportFile is empty).
+  void OpenPreview(const std::string& ReportFile);
+
   // ---- The band walker's steps ------------------------------------------------------------
   // RunPass drives these; they are public for drivers in other modules and for tests.
 
@@ -345,7 +364,6 @@ class TReportEngine : public TComponent {
 
  private:
   class TLinter;
-  void ShowMessage(const std::string& Message);
   // Adds the warnings of CheckReport for the report being run.
   void WarnReport(const TReportPage& Page);
   // Warns of the problems of an element's placeholders met while drawing it.

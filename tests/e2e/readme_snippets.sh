@@ -3,9 +3,9 @@
 # BUILD installs into WORK/stage with the README's own pkg-config command lines. A snippet without
 # a main function becomes the body of one (after its #include lines). Those that need no window
 # also run: the invoice program over the demo shop's database (linked shared and statically), the
-# model and evaluator snippet and the PDF canvas snippet, each checked by what it wrote. The Qt
-# snippets are compiled and linked when the build has the Qt module. CXX, CXXFLAGS and LDFLAGS,
-# when set, are used for every compile.
+# model and evaluator snippet, the data-set link snippet and the PDF canvas snippet, each checked
+# by what it wrote. The Qt snippets are compiled and linked when the build has the Qt module.
+# CXX, CXXFLAGS and LDFLAGS, when set, are used for every compile.
 set -euo pipefail
 root="$(cd "$(dirname "$0")/../.." && pwd)"
 build="$1"
@@ -84,6 +84,8 @@ for snippet in "$work"/snippet*.cpp; do
     elif grep -q 'EvalText' "$snippet"; then
       [ "$out" = "Total: 25 EUR" ] || fail "$program printed \"$out\""
       [ -s "$work/run/copy.qdr" ] || fail "$program saved no copy"
+    elif grep -q 'TRptDataSet' "$snippet"; then
+      [ "$out" = "cleared" ] || fail "$program printed \"$out\""
     elif grep -q 'TPdfRptCanvas' "$snippet"; then
       [[ "$(pdftotext "$work/run/out.pdf" -)" == *"Grüße, Şişli"* ]] || fail "$program drew no text"
     fi

@@ -7,9 +7,18 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 
 namespace quillet::cli {
+
+// Whether a window could be shown: a display is named, and Qt is not told to paint offscreen.
+inline bool DisplayUsable() {
+  const char* platform = std::getenv("QT_QPA_PLATFORM");
+  const bool headless =
+      platform && (std::strncmp(platform, "offscreen", 9) == 0 || std::strncmp(platform, "minimal", 7) == 0);
+  return !headless && (std::getenv("DISPLAY") || std::getenv("WAYLAND_DISPLAY"));
+}
 
 // Qt's own chatter (a missing runtime folder, platform notes) is not for the user of a command
 // line program; anything worse than a warning still goes to stderr.

@@ -2,8 +2,6 @@
 #include <QApplication>
 
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <string>
 
@@ -19,9 +17,7 @@ int RunPreview(const TArgs& Args) {
   const TRunOptions opt = ParseRunOptions(Args, TRunCommand::Preview);
   // A window needs a screen: without a display, or on a platform that shows nothing, the
   // command would wait for a window nobody can close.
-  const char* platform = std::getenv("QT_QPA_PLATFORM");
-  const bool headless = platform && (std::strncmp(platform, "offscreen", 9) == 0 || std::strncmp(platform, "minimal", 7) == 0);
-  if (headless || (!std::getenv("DISPLAY") && !std::getenv("WAYLAND_DISPLAY")))
+  if (!DisplayUsable())
     throw EQuilletError("preview needs a display (DISPLAY or WAYLAND_DISPLAY), and none is usable here");
 
   TReportEngine engine;
