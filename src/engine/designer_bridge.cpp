@@ -6,6 +6,7 @@
 #include "base/error.h"
 #include "base/file_io.h"
 #include "base/platform.h"
+#include "base/utf8.h"
 #include "data/data_set.h"
 #include "engine/report_engine.h"
 #include "registration/rpt_data_set.h"
@@ -139,6 +140,78 @@ void TReportEngine::OpenPreview(const std::string& ReportFile) {
   if (ReportFile.empty()) return;
   const std::string absolute = AbsolutePath(exe);
   StartDetached(absolute, {AbsolutePath(ReportFile), "/preview"}, FolderOf(absolute));
+}
+
+}  // namespace quillet
+
+namespace quillet {
+
+namespace {
+
+const char* const kInvalidDescription = "Invalid data source description";
+
+// How deep arrays and objects nest, strings skipped; the parser recurses per level, so the depth
+// is checked before it runs.
+bool NestsDeeperThan(std::string_view Text, int Limit) {
+  int depth = 0;
+  bool inString = false;
+  for (size_t i = 0; i < Text.size(); ++i) {
+    const char c = Text[i];
+    if (inString) {
+      if (c == '\\') ++i;
+      else if (c == '"') inString = false;
+    } else if (c == '"') {
+      inString = true;
+    } else if (c == '[' || c == '{') {
+      if (++depth > Limit) return true;
+    } else if (c == ']' || c == '}') {
+      --depth;
+    }
+  }
+  return false;
+}
+
+std::string TextOf(const nlohmann::json& V) { return V.is_string() ? V.get<std::string>() : V.dump(); }
+
+}  // namespace
+
+std::vector<TDataSourceSchema> ReadDataSourcesJson(std::string_view Text) {
+  Text = StripBom(Text);
+  if (NestsDeeperThan(Text, kMaxDataSourcesNesting))
+    throw EQuilletError(kInvalidDescription, std::string(), -1,
+                        "nested deeper than " + std::to_string(kMaxDataSourcesNesting) + " levels");
+  nlohmann::json root;
+  try {
+    root = nlohmann::json::parse(Text.begin(), Text.end());
+  } catch (const nlohmann::json::parse_error& e) {
+    std::string detail = e.what();
+    if (const size_t at = detail.find("at line "); at != std::string::npos) detail.erase(0, at + 3);
+    throw EQuilletError(kInvalidDescription, std::string(), e.byte > 0 ? static_cast<int64_t>(e.byte) - 1 : 0,
+                        detail);
+  }
+  if (!root.is_array()) throw EQuilletError(kInvalidDescription, std::string(), -1, "not a JSON array");
+  std::vector<TDataSourceSchema> out;
+  for (const auto& entry : root) {
+    if (!entry.is_object()) continue;
+    const auto name = entry.find("name");
+    if (name == entry.end() || name->is_null()) continue;
+    TDataSourceSchema s;
+    s.Name = TextOf(*name);
+    if (s.Name.empty()) continue;
+    if (const auto fields = entry.find("fields"); fields != entry.end() && fields->is_array())
+      for (const auto& f : *fields) s.Fields.push_back(TextOf(f));
+    out.push_back(std::move(s));
+  }
+  return out;
+}
+
+std::vector<TDataSourceSchema> ReadDataSourcesJsonFile(const std::string& FileName) {
+  const std::string bytes = ReadWholeFile(FileName);
+  try {
+    return ReadDataSourcesJson(bytes);
+  } catch (const EQuilletError& e) {
+    throw EQuilletError(e.what(), FileName, e.Offset(), e.Detail());
+  }
 }
 
 }  // namespace quillet

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace quillet {
@@ -29,6 +30,22 @@ std::string DataSourcesJson(const std::vector<TDataSet*>& DataSets, const std::v
 // Writes DataSourcesJson to FileName (atomically); failures raise EQuilletError.
 void WriteDataSourcesJson(const std::vector<TDataSet*>& DataSets, const std::vector<std::string>& Names,
                           const std::string& FileName);
+
+// One data set of a description: its name and its field names, in order.
+struct TDataSourceSchema {
+  std::string Name;
+  std::vector<std::string> Fields;
+  bool operator==(const TDataSourceSchema&) const = default;
+};
+// Reads what DataSourcesJson writes, tolerantly: the byte-order mark is optional, members other
+// than "name" and "fields" are ignored, a name or field that is not a string is read as its JSON
+// text, an entry that is not an object or has no name is skipped. Text that is not a JSON array,
+// or nests deeper than kMaxDataSourcesNesting, raises EQuilletError("Invalid data source
+// description") with the parser's line, column and reason in Detail.
+inline constexpr int kMaxDataSourcesNesting = 64;
+std::vector<TDataSourceSchema> ReadDataSourcesJson(std::string_view Text);
+// The same for a file; the error carries FileName.
+std::vector<TDataSourceSchema> ReadDataSourcesJsonFile(const std::string& FileName);
 
 // Starts the designer Exe (which exists) on ReportFile (no argument when empty) without waiting
 // for it, in Exe's folder. When DataSets is not empty, their description is written first to

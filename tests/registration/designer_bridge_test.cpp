@@ -10,6 +10,7 @@
 #include <QFileDialog>
 #include <QTimer>
 
+#include "base/error.h"
 #include "data/csv_data_set.h"
 #include "data/mem_data_set.h"
 #include "designer_test_support.h"
@@ -42,6 +43,39 @@ struct TThreeSets {
     Items.AddField("qty", ftLargeint);
   }
 };
+
+// What the designer reads back: the writer's bytes give the sets as written; other texts are read
+// tolerantly or refused on one line.
+TEST(DataSourcesJson, ReadBack) {
+  using TSchemas = std::vector<TDataSourceSchema>;
+  EXPECT_EQ(ReadDataSourcesJson(kThreeSets),
+            (TSchemas{{"Orders", {"id", "amount"}}, {"dataset2", {}}, {"Items", {"product", "qty"}}}));
+  struct Case {
+    std::string Text;
+    TSchemas Expected;
+    std::string Detail;  // "" when it reads
+  };
+  const std::vector<Case> cases = {
+      {"[]", {}, ""},
+      {"[1, \"x\", {\"fields\": [\"a\"]}, {\"name\": \"\"}, {\"name\": 7, \"fields\": [true, \"b\"], \"more\": 1}]",
+       {{"7", {"true", "b"}}},
+       ""},
+      {"{\"name\": \"x\"}", {}, "not a JSON array"},
+      {"[{\"name\": \"x\",}]", {}, "line 1, column 15: syntax error while parsing object key - unexpected '}'; "
+                                      "expected string literal"},
+      {std::string(65, '[') + std::string(65, ']'), {}, "nested deeper than 64 levels"},
+      {"[" + std::string(63, '[') + std::string(63, ']') + "]", {}, ""},
+  };
+  for (const Case& c : cases) {
+    try {
+      EXPECT_EQ(ReadDataSourcesJson(c.Text), c.Expected) << c.Text;
+      EXPECT_EQ(c.Detail, "") << c.Text;
+    } catch (const EQuilletError& e) {
+      EXPECT_STREQ(e.what(), "Invalid data source description");
+      EXPECT_EQ(e.Detail(), c.Detail) << c.Text;
+    }
+  }
+}
 
 TEST(DataSourcesJson, BytesOfTheDescription) {
   test::TTempDir dir;
