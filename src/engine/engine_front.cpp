@@ -29,7 +29,28 @@ TReportEngine::TReportEngine(TComponent* Owner) : TComponent(Owner) {
   };
 }
 
-TReportEngine::~TReportEngine() = default;
+TReportEngine::~TReportEngine() {
+  for (TDataSet* ds : FWatched) ds->RemoveFreeNotification(this);
+}
+
+void TReportEngine::Watch(TDataSet* DataSet) {
+  if (DataSet && FWatched.insert(DataSet).second) DataSet->FreeNotification(this);
+}
+
+void TReportEngine::DataSetFreed(TDataSet* DataSet) {
+  FWatched.erase(DataSet);
+  for (auto it = FNamedDataSources.begin(); it != FNamedDataSources.end();)
+    it = it->second == DataSet ? FNamedDataSources.erase(it) : std::next(it);
+  if (FDataSource == DataSet) FDataSource = nullptr;
+  if (FCurrentDS == DataSet) FCurrentDS = nullptr;
+  if (FCvMasterDS == DataSet) FCvMasterDS = nullptr;
+  if (FAggSlots.DataSet == DataSet) FAggSlots = TAggrSlots();
+}
+
+void TReportEngine::SetDataSource(TDataSet* Value) {
+  Watch(Value);
+  FDataSource = Value;
+}
 
 void TReportEngine::SetScrivel(TComponent* Value) {
   if (Value == FScrivel) return;
@@ -59,7 +80,10 @@ void TReportEngine::SetPdfJpegQuality(int Q) {
 
 // ---- Data sources and variables -------------------------------------------------------------
 
-void TReportEngine::SetDataSource(const std::string& Name, TDataSet* DataSet) { FNamedDataSources[Name] = DataSet; }
+void TReportEngine::SetDataSource(const std::string& Name, TDataSet* DataSet) {
+  Watch(DataSet);
+  FNamedDataSources[Name] = DataSet;
+}
 
 TDataSet* TReportEngine::GetDataSource(const std::string& Name) const {
   if (Name.empty()) return FDataSource;
@@ -96,7 +120,7 @@ void TReportEngine::AutoDiscoverDataSources() {
     auto* link = dynamic_cast<TRptDataSet*>(c);
     if (!link || !link->DataSet()) continue;
     if (link->ReportEngine() && link->ReportEngine() != this) continue;
-    FNamedDataSources.try_emplace(link->EffectiveName(), link->DataSet());
+    if (FNamedDataSources.try_emplace(link->EffectiveName(), link->DataSet()).second) Watch(link->DataSet());
   }
 }
 

@@ -26,6 +26,7 @@
 
 #include "base/error.h"
 #include "canvas/rpt_canvas.h"
+#include "data/data_set.h"
 #include "expr/expr_evaluator.h"
 #include "registration/component.h"
 #include "reportdef/report_model.h"
@@ -100,7 +101,7 @@ using TRptBeforePageEvent =
 // Where messages for the user go (ShowReport on this platform). The default writes to stderr.
 using TMessageHook = std::function<void(const std::string& Message)>;
 
-class TReportEngine : public TComponent {
+class TReportEngine : public TComponent, private IDataSetFreeNotify {
  public:
   explicit TReportEngine(TComponent* Owner = nullptr);
   ~TReportEngine() override;
@@ -122,7 +123,7 @@ class TReportEngine : public TComponent {
 
   // The main data set: what an empty data-source name means. Not owned.
   TDataSet* DataSource() const noexcept { return FDataSource; }
-  void SetDataSource(TDataSet* Value) noexcept { FDataSource = Value; }
+  void SetDataSource(TDataSet* Value);
 
   // Raster resolutions for preview, printing and image export, kept within 72 .. 600.
   int32_t PreviewDPI() const noexcept { return FPreviewDPI; }
@@ -235,6 +236,8 @@ class TReportEngine : public TComponent {
   void SetDataSource(const std::string& Name, TDataSet* DataSet);
   // "" gives the main data set; otherwise the named one or nullptr.
   TDataSet* GetDataSource(const std::string& Name) const;
+  // The engine watches every data set it is given (named, main or found through the links of its
+  // owner): a set that is destroyed drops out of its tables, so no pointer to it is left behind.
   void ClearDataSources() { FNamedDataSources.clear(); }
   const std::map<std::string, TDataSet*>& NamedDataSources() const noexcept { return FNamedDataSources; }
 
@@ -364,6 +367,8 @@ class TReportEngine : public TComponent {
 
  private:
   class TLinter;
+  void DataSetFreed(TDataSet* DataSet) override;
+  void Watch(TDataSet* DataSet);
   // Adds the warnings of CheckReport for the report being run.
   void WarnReport(const TReportPage& Page);
   // Warns of the problems of an element's placeholders met while drawing it.
@@ -448,6 +453,7 @@ class TReportEngine : public TComponent {
   bool FPdfBackgroundCompression = true;
   std::vector<std::string> FFontDirs;
   std::vector<std::string> FWarnings;
+  std::set<TDataSet*> FWatched;  // the data sets whose destruction this engine is told of
   std::set<std::string> FWarningSeen;
   size_t FWarningCount = 0;
   bool FStrict = false;

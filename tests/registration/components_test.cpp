@@ -47,6 +47,33 @@ TEST(RptDataSet, ReferencesClearWhenWhatTheyNameIsDestroyed) {
   }
 }
 
+// The engine forgets a destroyed data set wherever it held it (named, main, found through a link)
+// and runs on without it: the sanitizer build would catch a read of the freed set.
+TEST(ReportEngine, ForgetsDestroyedDataSets) {
+  TComponent form;
+  TReportEngine engine(&form);
+  auto named = std::make_unique<TMemDataSet>("Orders");
+  auto linked = std::make_unique<TMemDataSet>("Items");
+  TMemDataSet kept("Kept");
+  TRptDataSet link(&form);
+  link.SetDataSetName("Items");
+  link.SetDataSet(linked.get());
+  engine.SetDataSource("Orders", named.get());
+  engine.SetDataSource("Again", named.get());
+  engine.SetDataSource("Kept", &kept);
+  engine.SetDataSource(named.get());
+  engine.AutoDiscoverDataSources();
+  ASSERT_EQ(engine.GetDataSource("Items"), linked.get());
+  named.reset();
+  linked.reset();
+  EXPECT_EQ(engine.GetDataSource(""), nullptr);
+  EXPECT_EQ(engine.NamedDataSources(), (std::map<std::string, TDataSet*>{{"Kept", &kept}}));
+  test::TTempDir dir;
+  TReportPage page;
+  engine.ExportPDF(page, dir.File("out.pdf"));
+  EXPECT_TRUE(std::filesystem::exists(dir.File("out.pdf")));
+}
+
 // A development environment that writes down what Register asks of it.
 class TRecordingHost : public IDesignHost {
  public:
