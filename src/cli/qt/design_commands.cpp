@@ -41,13 +41,11 @@ class TDialogApplication {
   TDialogApplication() {
     if (!DisplayUsable()) return;
     qInstallMessageHandler(QuietQtMessages);
-    FApp = std::make_unique<QApplication>(FArgc, FArgv);
+    FApp = std::make_unique<QApplication>(FArgs.Argc, FArgs.Argv);
   }
 
  private:
-  int FArgc = 1;
-  char FName[8] = "quillet";
-  char* FArgv[2] = {FName, nullptr};
+  TQtArgv FArgs;
   std::unique_ptr<QApplication> FApp;
 };
 

@@ -27,6 +27,13 @@ inline void QuietQtMessages(QtMsgType Type, const QMessageLogContext&, const QSt
     std::fprintf(stderr, "quillet: Qt: %s\n", Message.toLocal8Bit().constData());
 }
 
+// The program name and argument vector a Qt application object keeps a reference to for its life.
+struct TQtArgv {
+  int Argc = 1;
+  char Name[8] = "quillet";
+  char* Argv[2] = {Name, nullptr};
+};
+
 // Qt needs an application object for fonts and printers. Without a display the offscreen
 // platform paints just as well, and nothing here ever shows a window.
 class TGuiApplicationScope {
@@ -36,13 +43,11 @@ class TGuiApplicationScope {
     if (!std::getenv("DISPLAY") && !std::getenv("WAYLAND_DISPLAY") && !std::getenv("QT_QPA_PLATFORM"))
       ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
     qInstallMessageHandler(QuietQtMessages);
-    FApp = std::make_unique<QGuiApplication>(FArgc, FArgv);
+    FApp = std::make_unique<QGuiApplication>(FArgs.Argc, FArgs.Argv);
   }
 
  private:
-  int FArgc = 1;
-  char FName[8] = "quillet";
-  char* FArgv[2] = {FName, nullptr};
+  TQtArgv FArgs;
   std::unique_ptr<QGuiApplication> FApp;
 };
 
