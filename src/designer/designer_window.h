@@ -1,16 +1,22 @@
-// The designer's main window: the menus and the tool bar of the document's file and edit actions,
-// and the report's outline (page, bands, elements) that follows every edit and undo.
+// The designer's main window: the design surface in the middle, the toolbox and the report's
+// outline (page, bands, elements) beside it, the menus and tool bar of the file, edit, band,
+// arrange and view actions, and a status bar with the cursor's place and the selection's box.
 #pragma once
 
 #include <QMainWindow>
 #include <memory>
 
 #include "designer/report_document.h"
+#include "designer/selection.h"
 
 class QTreeWidget;
 class QAction;
+class QLabel;
 
 namespace quillet::designer {
+
+class TDesignSurface;
+class TToolbox;
 
 class TDesignerWindow : public QMainWindow {
   Q_OBJECT
@@ -20,6 +26,19 @@ class TDesignerWindow : public QMainWindow {
 
   TReportDocument& Document() noexcept { return FDoc; }
   QTreeWidget* Outline() const noexcept { return FOutline; }
+  TSelection& Selection() noexcept { return FSel; }
+  TDesignSurface* Surface() const noexcept { return FSurface; }
+  TToolbox* Toolbox() const noexcept { return FToolbox; }
+  // The action of a menu entry by its object name ("addBand.MasterData", "alignLeft", ...).
+  QAction* Action(const QString& Name) const;
+
+  // The edit actions (also on the menus).
+  void Copy();
+  void Cut();
+  void Paste();
+  // Adds a band of Type where the report walks it among the others: after the selected band, or
+  // at the end.
+  void AddBand(TBandType Type);
 
   // The file actions; each returns whether it went through (a cancelled dialog does not).
   bool NewReport();
@@ -34,12 +53,23 @@ class TDesignerWindow : public QMainWindow {
 
  private:
   void BuildActions();
+  void BuildDocks();
   void Refresh();
+  void SyncOutlineSelection();
   void UpdateTitle();
+  void UpdateStatus();
+  void UpdateActions();
   void ShowError(const QString& What, const std::exception& E);
 
   TReportDocument& FDoc;
+  TSelection FSel;
+  TDesignSurface* FSurface = nullptr;
+  TToolbox* FToolbox = nullptr;
   QTreeWidget* FOutline = nullptr;
+  QLabel* FCursorLabel = nullptr;
+  QLabel* FSelectionLabel = nullptr;
+  QLabel* FZoomLabel = nullptr;
+  bool FSyncing = false;
 };
 
 }  // namespace quillet::designer

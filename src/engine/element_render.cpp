@@ -234,8 +234,12 @@ void TReportEngine::CvRenderEl(const TReportElement& El, float BandTop, float Of
       RenderMemo(El, r);
       break;
     case retImage: {
-      if (El.ImageFile.empty()) break;
-      const std::string path = LocateImage(El);
+      if (El.ImageFile.empty() && !FCvDesign) break;
+      const std::string path = El.ImageFile.empty() ? std::string() : LocateImage(El);
+      if (path.empty() && FCvDesign) {
+        DrawDesignFrame(El, r, El.ImageFile.empty() ? std::string("Image") : "Image: " + El.ImageFile);
+        break;
+      }
       if (path.empty()) break;
       const TRptBitmap bmp = LoadImageFile(path);
       c.DrawImage(r, bmp, El.ImageScale);
@@ -248,7 +252,7 @@ void TReportEngine::CvRenderEl(const TReportElement& El, float BandTop, float Of
       DrawQRCode(c, ResolveText(El), r, El.TextColor, El.BackColor);
       break;
     case retTable: {
-      if (!El.DataField.empty()) break;  // a data table is flowed by the walker
+      if (!El.DataField.empty() && !FCvDesign) break;  // a data table is flowed by the walker
       std::vector<std::string> cells;
       cells.reserve(El.CellTexts.size());
       for (const std::string& s : El.CellTexts) cells.push_back(ResolveCellText(s));
@@ -257,11 +261,49 @@ void TReportEngine::CvRenderEl(const TReportElement& El, float BandTop, float Of
       break;
     }
     case retSubreport:
-      if (!El.SubReportFlow) CvRenderSubreport(El, x, y);
+      if (FCvDesign)
+        DrawDesignFrame(El, r, (El.SubReportFlow ? "Subreport (flowing): " : "Subreport: ") + El.SubReportFile);
+      else if (!El.SubReportFlow)
+        CvRenderSubreport(El, x, y);
       break;
     default:
       break;
   }
+}
+
+void TReportEngine::DrawDesignFrame(const TReportElement& El, const TRectF& R, const std::string& Caption) {
+  IRptCanvas& c = *FCvCanvas;
+  c.FillRect(R, 0x18406080);
+  c.StrokeRect(R, 0xFF8090A0, 0.5f);
+  const TRectF inner{R.Left + 3, R.Top + 2, R.Right - 3, R.Bottom - 2};
+  if (inner.Right > inner.Left && inner.Bottom > inner.Top)
+    c.DrawText(Caption, inner, RptFont(El.FontName, std::min(El.FontSize, 9.0f), false, true), rhaLeft, rvaTop, true,
+               0xFF506070);
+}
+
+void TReportEngine::DrawDesignElement(const IRptCanvasPtr& Canvas, const TReportPage& Page,
+                                      const TReportElement& El, float BandTop) {
+  if (!Canvas) return;
+  const IRptCanvasPtr savedCanvas = FCvCanvas;
+  const bool savedCount = FCvCountOnly, savedDesign = FCvDesign;
+  const float savedBaseX = FCvBaseX;
+  FCvCanvas = Canvas;
+  FCvCountOnly = false;
+  FCvDesign = true;
+  FCvBaseX = 0;
+  try {
+    CvRenderEl(El, BandTop, Page.MarginLeft);
+  } catch (...) {
+    FCvCanvas = savedCanvas;
+    FCvCountOnly = savedCount;
+    FCvDesign = savedDesign;
+    FCvBaseX = savedBaseX;
+    throw;
+  }
+  FCvCanvas = savedCanvas;
+  FCvCountOnly = savedCount;
+  FCvDesign = savedDesign;
+  FCvBaseX = savedBaseX;
 }
 
 void TReportEngine::RenderEditBorder(const TReportElement& El, const TRectF& R) {

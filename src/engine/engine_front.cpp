@@ -186,6 +186,7 @@ bool TReportEngine::ResolveVarValue(const std::string& Name, TExprValue& Value) 
 
 std::string TReportEngine::ResolveText(const TReportElement& El) {
   const std::string& df = El.DataField;
+  if (FCvDesign) return df.empty() ? El.Text : "[" + df + "]";
   if (!df.empty()) {
     const bool qualified = df.find('.') != std::string::npos;
     if (!qualified && FCurrentDS && FCurrentDS->Active()) {
@@ -210,7 +211,7 @@ std::string TReportEngine::ResolveText(const TReportElement& El) {
 }
 
 std::string TReportEngine::ResolveCellText(const std::string& S) {
-  if (S.empty()) return std::string();
+  if (S.empty() || FCvDesign) return S;
   std::vector<TTextProblem> problems;
   std::string out = EvalText(S, FFieldFunc, FVarFunc, FAggFunc, &problems);
   if (!problems.empty()) WarnTextProblems(problems);

@@ -334,6 +334,16 @@ class TReportEngine : public TComponent, private IDataSetFreeNotify {
   // Starts the designer showing ReportFile as a preview (nothing when ReportFile is empty).
   void OpenPreview(const std::string& ReportFile);
 
+  // ---- The design view --------------------------------------------------------------------
+  // Draws El as the walker draws it in a band whose top is BandTop (page coordinates, the band's
+  // left edge at the left margin of a page with Page's margins), but with its templates in place
+  // of values: a data field shows as "[field]", texts, cells and codes as they are written, so a
+  // designer shows what the author typed. Nothing is evaluated and no warning is added. Images are
+  // looked up as the report looks them up (beside ReportFile); subreports, data tables and images
+  // that cannot be found are drawn as frames naming what they stand for.
+  void DrawDesignElement(const IRptCanvasPtr& Canvas, const TReportPage& Page, const TReportElement& El,
+                         float BandTop);
+
   // ---- The band walker's steps ------------------------------------------------------------
   // RunPass drives these; they are public for drivers in other modules and for tests.
 
@@ -394,6 +404,8 @@ class TReportEngine : public TComponent, private IDataSetFreeNotify {
   void RenderMemo(const TReportElement& El, const TRectF& R);
   void RenderMark(const TReportElement& El, const TRectF& R, const TRptFont& Font);
   void RenderEditBorder(const TReportElement& El, const TRectF& R);
+  // The design view's stand-in for what cannot be shown: a tinted box with a caption.
+  void DrawDesignFrame(const TReportElement& El, const TRectF& R, const std::string& Caption);
   void PlaceBand(const TReportBand& Band);  // height, break, draw, advance
   void RenderPageBand(const TReportBand& Band, float Y);  // a page header or footer
   void RunMasterBlock(size_t M, size_t& Next, bool TopLevel, bool& FirstMasterOfWalk);
@@ -445,6 +457,7 @@ class TReportEngine : public TComponent, private IDataSetFreeNotify {
   float FCvHdrH = 0;
   float FCvFtrH = 0;
   bool FCvCountOnly = false;
+  bool FCvDesign = false;  // DrawDesignElement: templates, not values
   TDataSet* FCvMasterDS = nullptr;
   float FCvBaseX = 0;
 

@@ -68,8 +68,8 @@ class TFmxRptCanvas : public IRptCanvas {
   QPointF SXY(const TPointF& P) const { return {P.X * FScale + FOX, P.Y * FScale + FOY}; }
   QRectF MakeRect(const TRectF& R) const;
 
- protected:
-  // Lets a canvas that paints each page into its own image point the canvas at it.
+  // Points the canvas at another painter: a canvas that paints each page into its own image, or
+  // one kept across paint events (so its fonts stay loaded), is given each painter in turn.
   void SetPainter(QPainter* Canvas) noexcept { FCanvas = Canvas; }
 
  private:
