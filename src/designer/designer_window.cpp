@@ -23,6 +23,7 @@
 #include "designer/design_surface.h"
 #include "designer/edit_operations.h"
 #include "designer/toolbox.h"
+#include "screen/screen_drivers.h"
 
 namespace quillet::designer {
 
@@ -144,6 +145,9 @@ void TDesignerWindow::BuildActions() {
   add(file, "open", tr("&Open..."), QKeySequence::Open, [this] { OpenReport(); }, true);
   add(file, "save", tr("&Save"), QKeySequence::Save, [this] { Save(); }, true);
   add(file, "saveAs", tr("Save &As..."), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S), [this] { SaveAs(); });
+  file->addSeparator();
+  add(file, "preview", tr("Pre&view"), QKeySequence(Qt::Key_F5), [this] { PreviewReport(); }, true);
+  add(file, "exportPdf", tr("&Export PDF..."), QKeySequence(Qt::CTRL | Qt::Key_E), [this] { ExportPdf(); });
   file->addSeparator();
   add(file, "quit", tr("&Quit"), QKeySequence::Quit, [this] { close(); });
 
@@ -420,6 +424,40 @@ bool TDesignerWindow::MaySpoilChanges() {
                                             QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel);
   if (answer == QMessageBox::Save) return Save();
   return answer == QMessageBox::Discard;
+}
+
+void TDesignerWindow::PreviewReport() {
+  try {
+    TReportEngine engine;
+    engine.SetReportFile(FDoc.FileName());
+    InstallGuiMessageHook(engine);
+    if (FEngineSetup) FEngineSetup(engine);
+    Preview(engine, FDoc.MutablePage());
+  } catch (const std::exception& e) {
+    ShowError(tr("Preview"), e);
+  }
+}
+
+bool TDesignerWindow::ExportPdf(const QString& FileName) {
+  QString file = FileName;
+  if (file.isEmpty()) {
+    QString suggested = Utf8(FDoc.FileName());
+    if (suggested.endsWith(".qdr")) suggested.chop(4);
+    if (!suggested.isEmpty()) suggested += ".pdf";
+    file = QFileDialog::getSaveFileName(this, tr("Export PDF"), suggested, tr("PDF files (*.pdf)"));
+  }
+  if (file.isEmpty()) return false;
+  try {
+    TReportEngine engine;
+    engine.SetReportFile(FDoc.FileName());
+    if (FEngineSetup) FEngineSetup(engine);
+    engine.ExportPDF(FDoc.MutablePage(), file.toStdString());
+  } catch (const std::exception& e) {
+    ShowError(tr("Export PDF"), e);
+    return false;
+  }
+  statusBar()->showMessage(tr("Exported %1").arg(file), 5000);
+  return true;
 }
 
 bool TDesignerWindow::NewReport() {

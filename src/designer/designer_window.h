@@ -4,10 +4,12 @@
 #pragma once
 
 #include <QMainWindow>
+#include <functional>
 #include <memory>
 
 #include "designer/report_document.h"
 #include "designer/selection.h"
+#include "engine/report_engine.h"
 
 class QTreeWidget;
 class QAction;
@@ -47,6 +49,12 @@ class TDesignerWindow : public QMainWindow {
   bool SaveAs();
   // Asks what to do with unsaved changes: true when they are saved or may go.
   bool MaySpoilChanges();
+  // The report as it is now (saved or not) in the preview window; and the same to a PDF file.
+  void PreviewReport();
+  bool ExportPdf(const QString& FileName = QString());
+  // Called on the engine of each preview and export before it runs: registers the data sets and
+  // variables the designer was started with.
+  void SetEngineSetup(std::function<void(TReportEngine&)> Setup) { FEngineSetup = std::move(Setup); }
 
  protected:
   void closeEvent(QCloseEvent* Event) override;
@@ -70,6 +78,7 @@ class TDesignerWindow : public QMainWindow {
   QLabel* FSelectionLabel = nullptr;
   QLabel* FZoomLabel = nullptr;
   bool FSyncing = false;
+  std::function<void(TReportEngine&)> FEngineSetup;
 };
 
 }  // namespace quillet::designer
