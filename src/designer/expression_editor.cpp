@@ -119,6 +119,7 @@ TExpressionEditor::TExpressionEditor(const QString& Text, TExprMode Mode, TExprC
   FText = new QPlainTextEdit(this);
   FText->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
   FText->setPlainText(Text);
+  FText->moveCursor(QTextCursor::End);
   FText->setMinimumHeight(60);
   FCheck = new QLabel(this);
   FCheck->setTextInteractionFlags(Qt::TextSelectableByMouse);
@@ -166,7 +167,10 @@ TExpressionEditor::TExpressionEditor(const QString& Text, TExprMode Mode, TExprC
 
 QString TExpressionEditor::Text() const { return FText->toPlainText(); }
 
-void TExpressionEditor::SetText(const QString& Text) { FText->setPlainText(Text); }
+void TExpressionEditor::SetText(const QString& Text) {
+  FText->setPlainText(Text);
+  FText->moveCursor(QTextCursor::End);
+}
 
 QString TExpressionEditor::CheckLine() const { return FCheck->text(); }
 

@@ -272,11 +272,21 @@ QStringList SplitNames(const QString& S) {
 // A spin box that shows nothing for differing values: its text is cleared, its value kept.
 template <typename TSpin, typename TValue>
 void ShowSpin(TSpin* S, TValue V, bool Mixed) {
+  S->setProperty("mixed", Mixed);
   if (Mixed) {
     S->clear();
     return;
   }
   if (S->value() != V || S->text().isEmpty()) S->setValue(V);
+}
+
+// A blank spin box keeps the first element's value: typing that same value changes no value, so
+// finishing the edit applies it to all.
+template <typename TSpin, typename TApply>
+void AcceptSameValue(TSpin* S, TApply Apply) {
+  QObject::connect(S, &QAbstractSpinBox::editingFinished, S, [S, Apply] {
+    if (S->property("mixed").toBool() && !S->text().isEmpty()) Apply(S->value());
+  });
 }
 
 }  // namespace
@@ -554,6 +564,7 @@ QWidget* TInspector::MakeEditor(const TField& F, TRow& Row) {
       w->setDecimals(2);
       w->setKeyboardTracking(false);
       connect(w, &QDoubleSpinBox::valueChanged, this, [apply](double V) { apply(V); });
+      AcceptSameValue(w, apply);
       Row.Show = [w](const TField& F) { ShowSpin(w, F.Value.toDouble(), F.Mixed); };
       return w;
     }
@@ -562,6 +573,7 @@ QWidget* TInspector::MakeEditor(const TField& F, TRow& Row) {
       w->setRange(static_cast<int>(F.Min), static_cast<int>(F.Max));
       w->setKeyboardTracking(false);
       connect(w, &QSpinBox::valueChanged, this, [apply](int V) { apply(V); });
+      AcceptSameValue(w, apply);
       Row.Show = [w](const TField& F) { ShowSpin(w, F.Value.toInt(), F.Mixed); };
       return w;
     }
