@@ -36,7 +36,8 @@ bool SameAscii(std::string_view A, std::string_view B) {
 // name up in the current data set, and "Other.field" falls back to it too).
 bool IsSchemaField(const std::vector<TDataSourceSchema>& Sources, const std::string& Name) {
   const size_t Dot = Name.find('.');
-  const std::string_view Field = Dot == std::string::npos ? std::string_view(Name) : std::string_view(Name).substr(Dot + 1);
+  const std::string_view Field =
+      Dot == std::string::npos ? std::string_view(Name) : std::string_view(Name).substr(Dot + 1);
   for (const TDataSourceSchema& S : Sources)
     for (const std::string& F : S.Fields)
       if (SameAscii(F, Field)) return true;
@@ -125,8 +126,7 @@ TExpressionEditor::TExpressionEditor(const QString& Text, TExprMode Mode, TExprC
   FCheck->setTextInteractionFlags(Qt::TextSelectableByMouse);
   FCheck->setWordWrap(true);
 
-  auto list = [this](const QString& Title, const std::vector<std::string>& Names, bool IsFunction,
-                      QWidget* Parent) {
+  auto list = [this](const QString& Title, const std::vector<std::string>& Names, bool IsFunction, QWidget* Parent) {
     auto* box = new QWidget(Parent);
     auto* l = new QVBoxLayout(box);
     l->setContentsMargins(0, 0, 0, 0);

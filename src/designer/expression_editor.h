@@ -37,9 +37,9 @@ struct TExprContext {
 // The outcome of a check: the value, or the first problem and where it is.
 struct TExprCheck {
   bool Ok = true;
-  std::string Value;     // the text form of the value, "(null)" for null; the expanded template
-  size_t Position = 0;   // 1-based byte position of the first problem in the text
-  std::string Problem;   // DescribeExprProblem of the first problem
+  std::string Value;    // the text form of the value, "(null)" for null; the expanded template
+  size_t Position = 0;  // 1-based byte position of the first problem in the text
+  std::string Problem;  // DescribeExprProblem of the first problem
   // The line the editor shows: "Value: ..." or "position N: problem".
   std::string Line() const;
 };

@@ -19,7 +19,6 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <algorithm>
-#include <set>
 #include <utility>
 
 #include "designer/inspector_editors.h"
@@ -85,9 +84,11 @@ constexpr uint32_t Kinds(TKinds... T) {
   return (Bit(T) | ...);
 }
 
+// clang-format off
 // Accessors for a field F of T as a member of the given value type.
 #define QL_FLOAT(F) \
-  [](const auto& O) { return QVariant(static_cast<double>(O.F)); }, [](auto& O, const QVariant& V) { O.F = static_cast<float>(V.toDouble()); }
+  [](const auto& O) { return QVariant(static_cast<double>(O.F)); }, \
+  [](auto& O, const QVariant& V) { O.F = static_cast<float>(V.toDouble()); }
 #define QL_INT(F) \
   [](const auto& O) { return QVariant(static_cast<int>(O.F)); }, [](auto& O, const QVariant& V) { O.F = V.toInt(); }
 #define QL_BOOL(F) \
@@ -97,7 +98,8 @@ constexpr uint32_t Kinds(TKinds... T) {
 #define QL_STR(F) \
   [](const auto& O) { return QVariant(Utf8(O.F)); }, [](auto& O, const QVariant& V) { O.F = Std(V.toString()); }
 #define QL_ENUM(F, TYPE) \
-  [](const auto& O) { return QVariant(static_cast<int>(O.F)); }, [](auto& O, const QVariant& V) { O.F = static_cast<TYPE>(V.toInt()); }
+  [](const auto& O) { return QVariant(static_cast<int>(O.F)); }, \
+  [](auto& O, const QVariant& V) { O.F = static_cast<TYPE>(V.toInt()); }
 
 const std::vector<TMemberDef<TPageProps>>& PageDefs() {
   using P = TPageProps;
@@ -109,13 +111,16 @@ const std::vector<TMemberDef<TPageProps>>& PageDefs() {
          const bool Same = O.MarginTop == O.MarginBottom && O.MarginTop == O.MarginLeft && O.MarginTop == O.MarginRight;
          return Same ? QVariant(static_cast<double>(O.MarginTop)) : QVariant();
        },
-       [](P& O, const QVariant& V) { O.MarginTop = O.MarginBottom = O.MarginLeft = O.MarginRight = static_cast<float>(V.toDouble()); },
+       [](P& O, const QVariant& V) {
+         O.MarginTop = O.MarginBottom = O.MarginLeft = O.MarginRight = static_cast<float>(V.toDouble());
+       },
        0, 10000},
       {"marginTop", "Top", TEditKind::Float, "Margins", QL_FLOAT(MarginTop), 0, 10000},
       {"marginBottom", "Bottom", TEditKind::Float, "Margins", QL_FLOAT(MarginBottom), 0, 10000},
       {"marginLeft", "Left", TEditKind::Float, "Margins", QL_FLOAT(MarginLeft), 0, 10000},
       {"marginRight", "Right", TEditKind::Float, "Margins", QL_FLOAT(MarginRight), 0, 10000},
-      {"startPageNumber", "First page number", TEditKind::Int, "Page", QL_INT(StartPageNumber), -1000000000, 1000000000},
+      {"startPageNumber", "First page number", TEditKind::Int, "Page", QL_INT(StartPageNumber), -1000000000,
+       1000000000},
       {"resetPageNumber", "Restart numbering", TEditKind::Bool, "Page", QL_BOOL(ResetPageNumber)},
       {"gridSize", "Grid size", TEditKind::Int, "Page", QL_INT(GridSize), 1, 1000},
       {"printerName", "Printer", TEditKind::Text, "Page", QL_STR(PrinterName)},
@@ -179,7 +184,6 @@ const std::vector<TMemberDef<TReportElement>>& ElementDefs() {
   constexpr uint32_t kShapes = Kinds(retRectangle, retRoundRect, retEllipse, retCircle);
   constexpr uint32_t kMarks = Kinds(retCheckBox, retRadioButton);
   constexpr uint32_t kTable = Bit(retTable);
-  constexpr uint32_t kAll = ~0u;
   // Rows or columns of a table: resized keeping every cell where it is.
   auto Resize = [](bool Rows) {
     return [Rows](E& O, const QVariant& V) {
@@ -246,9 +250,16 @@ const std::vector<TMemberDef<TReportElement>>& ElementDefs() {
       {"headerTextColor", "Header text", TEditKind::Color, "Table", QL_COLOR(HeaderTextColor), 0, 0, {}, kTable,
        kTable},
   };
-  (void)kAll;
   return Defs;
 }
+// clang-format on
+
+#undef QL_FLOAT
+#undef QL_INT
+#undef QL_BOOL
+#undef QL_COLOR
+#undef QL_STR
+#undef QL_ENUM
 
 // The table members the grid editor edits besides the cell texts.
 constexpr std::array<std::string_view, 4> kGridAliases = {"cellStyles", "colWidths", "rowHeights", "colFields"};
@@ -350,7 +361,8 @@ TExprContext TInspector::ExpressionContext() const {
   TExprContext C;
   C.Sources = FSources;
   for (const auto& [Name, Fields] : FDoc.Page().DataSources) {
-    auto It = std::find_if(C.Sources.begin(), C.Sources.end(), [&](const TDataSourceSchema& S) { return S.Name == Name; });
+    auto It =
+        std::find_if(C.Sources.begin(), C.Sources.end(), [&](const TDataSourceSchema& S) { return S.Name == Name; });
     if (It == C.Sources.end()) C.Sources.push_back({Name, Fields});
   }
   C.Variables = FVariables;
@@ -393,8 +405,7 @@ std::vector<TElementRef> TInspector::SelectedElements() const {
 QString TInspector::SelectionTitle() const {
   const TReportPage& P = FDoc.Page();
   switch (FSelection.Kind()) {
-    case TSelection::TKind::Page:
-      return tr("Page");
+    case TSelection::TKind::Page: return tr("Page");
     case TSelection::TKind::Band:
       if (FSelection.Band() >= P.Bands.size()) return QString();
       return tr("Band %1: %2")
@@ -413,7 +424,8 @@ QString TInspector::SelectionTitle() const {
 std::vector<TInspector::TField> TInspector::CurrentFields() const {
   std::vector<TField> Fields;
   auto add = [&Fields](const auto& D, const QVariant& Value, bool Mixed, bool More) {
-    TField F{D.Member, tr(D.Label), D.Kind, tr(D.Section), More, Value, Mixed || !Value.isValid(), D.Min, D.Max, D.Items};
+    TField F{D.Member, tr(D.Label), D.Kind, tr(D.Section), More, Value, Mixed || !Value.isValid(),
+             D.Min,    D.Max,       D.Items};
     Fields.push_back(std::move(F));
   };
   const TReportPage& P = FDoc.Page();
@@ -433,11 +445,10 @@ std::vector<TInspector::TField> TInspector::CurrentFields() const {
       std::vector<const TReportElement*> Elems;
       for (const TElementRef& R : SelectedElements()) Elems.push_back(P.Bands[R.Band]->Elements[R.Index].get());
       if (Elems.empty()) break;
-      uint32_t Any = 0, All = ~0u;
+      uint32_t Any = 0;
       bool AllMemos = true;
       for (const TReportElement* E : Elems) {
         Any |= Bit(E->ElemType);
-        All &= Bit(E->ElemType);
         AllMemos = AllMemos && E->ElemType == retMemo;
       }
       // Members written for every selected kind; up front those that matter to one of them.
@@ -458,7 +469,6 @@ std::vector<TInspector::TField> TInspector::CurrentFields() const {
           Fields.pop_back();
         }
       }
-      (void)All;
       for (TField& F : More) Fields.push_back(std::move(F));
       break;
     }
@@ -471,7 +481,8 @@ void TInspector::Refresh() {
   FTitle->setText(SelectionTitle());
   const std::vector<TField> Fields = CurrentFields();
   std::string Key = std::to_string(static_cast<int>(FSelection.Kind())) + ":";
-  for (const TField& F : Fields) Key += F.Member + "/" + std::to_string(static_cast<int>(F.Kind)) + (F.More ? "+" : "") + ",";
+  for (const TField& F : Fields)
+    Key += F.Member + "/" + std::to_string(static_cast<int>(F.Kind)) + (F.More ? "+" : "") + ",";
   if (Key != FKey) {
     FKey = Key;
     Rebuild(Fields);
@@ -706,8 +717,9 @@ QWidget* TInspector::MakeEditor(const TField& F, TRow& Row) {
       w->horizontalHeader()->setStretchLastSection(true);
       w->verticalHeader()->hide();
       w->setMinimumHeight(110);
-      w->setToolTip(tr("One data source a row, its fields separated by commas; type in the last row to add one, "
-                       "clear a name to remove one"));
+      w->setToolTip(
+          tr("One data source a row, its fields separated by commas; type in the last row to add one, "
+             "clear a name to remove one"));
       connect(w, &QTableWidget::itemChanged, this, [apply, w] {
         QVariantMap M;
         for (int R = 0; R < w->rowCount(); ++R) {
@@ -738,18 +750,19 @@ void TInspector::Apply(const std::string& Member, const QVariant& Value) {
   const QString What = tr("Change %1").arg(Utf8(Member));
   switch (FSelection.Kind()) {
     case TSelection::TKind::Page:
-      if (const auto* D = FindDef(PageDefs(), Member)) EditPage(What, [&](TPageProps& P) { D->Set(P, Value); });
+      if (const auto* D = FindDef(PageDefs(), Member)) EditPage([&](TPageProps& P) { D->Set(P, Value); });
       break;
     case TSelection::TKind::Band:
-      if (const auto* D = FindDef(BandDefs(), Member)) EditBand(What, [&](TBandProps& B) { D->Set(B, Value); });
+      if (const auto* D = FindDef(BandDefs(), Member)) EditBand([&](TBandProps& B) { D->Set(B, Value); });
       break;
     case TSelection::TKind::Elements:
-      if (const auto* D = FindDef(ElementDefs(), Member)) EditElements(What, [&](TReportElement& E) { D->Set(E, Value); });
+      if (const auto* D = FindDef(ElementDefs(), Member))
+        EditElements(What, [&](TReportElement& E) { D->Set(E, Value); });
       break;
   }
 }
 
-void TInspector::EditPage(const QString&, const std::function<void(TPageProps&)>& Change) {
+void TInspector::EditPage(const std::function<void(TPageProps&)>& Change) {
   const TPageProps Old = PagePropsOf(FDoc.Page());
   TPageProps New = Old;
   Change(New);
@@ -757,7 +770,7 @@ void TInspector::EditPage(const QString&, const std::function<void(TPageProps&)>
   FDoc.SetPageProps(New);
 }
 
-void TInspector::EditBand(const QString&, const std::function<void(TBandProps&)>& Change) {
+void TInspector::EditBand(const std::function<void(TBandProps&)>& Change) {
   const size_t B = FSelection.Band();
   if (FSelection.Kind() != TSelection::TKind::Band || B >= FDoc.Page().Bands.size()) return;
   const TBandProps Old = BandPropsOf(*FDoc.Page().Bands[B]);
@@ -801,13 +814,13 @@ void TInspector::OpenGridEditor() {
 
 bool TInspector::BrowseFile(const std::string& Member, const QString& Current, QString& Result) {
   const bool Report = Member == "subReportFile";
-  const QString ReportDir =
-      FDoc.FileName().empty() ? QString() : QFileInfo(Utf8(FDoc.FileName())).absolutePath();
+  const QString ReportDir = FDoc.FileName().empty() ? QString() : QFileInfo(Utf8(FDoc.FileName())).absolutePath();
   QString Start = Current;
-  if (!Start.isEmpty() && QFileInfo(Start).isRelative() && !ReportDir.isEmpty()) Start = QDir(ReportDir).filePath(Start);
-  QFileDialog dlg(this, Report ? tr("Subreport") : tr("Image"), Start.isEmpty() ? ReportDir : QFileInfo(Start).absolutePath(),
-                  Report ? tr("Report definitions (*.qdr);;All files (*)")
-                         : tr("Images (*.png *.jpg *.jpeg);;All files (*)"));
+  if (!Start.isEmpty() && QFileInfo(Start).isRelative() && !ReportDir.isEmpty())
+    Start = QDir(ReportDir).filePath(Start);
+  QFileDialog dlg(
+      this, Report ? tr("Subreport") : tr("Image"), Start.isEmpty() ? ReportDir : QFileInfo(Start).absolutePath(),
+      Report ? tr("Report definitions (*.qdr);;All files (*)") : tr("Images (*.png *.jpg *.jpeg);;All files (*)"));
   dlg.setFileMode(QFileDialog::ExistingFile);
   if (!Start.isEmpty()) dlg.selectFile(Start);
   if (RunDialog(dlg) != QDialog::Accepted || dlg.selectedFiles().isEmpty()) return false;

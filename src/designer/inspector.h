@@ -63,8 +63,8 @@ class TInspector : public QWidget {
   void ShowValues(const std::vector<TField>& Fields);
   QWidget* MakeEditor(const TField& Field, TRow& Row);
   void Apply(const std::string& Member, const QVariant& Value);
-  void EditPage(const QString& What, const std::function<void(TPageProps&)>& Change);
-  void EditBand(const QString& What, const std::function<void(TBandProps&)>& Change);
+  void EditPage(const std::function<void(TPageProps&)>& Change);
+  void EditBand(const std::function<void(TBandProps&)>& Change);
   void EditElements(const QString& What, const std::function<void(TReportElement&)>& Change);
   void OpenGridEditor();
   bool BrowseFile(const std::string& Member, const QString& Current, QString& Result);

@@ -65,10 +65,8 @@ int ColorIndex(TRichEdit& E, TAlphaColor Color) {
   const int At = static_cast<int>(E.Text.indexOf(QStringLiteral("\\colortbl")));
   int End = static_cast<int>(E.Text.indexOf('}', At));
   if (End < 0) End = static_cast<int>(E.Text.size());
-  const QString Entry = QStringLiteral("\\red%1\\green%2\\blue%3;")
-                            .arg((Color >> 16) & 0xFF)
-                            .arg((Color >> 8) & 0xFF)
-                            .arg(Color & 0xFF);
+  const QString Entry =
+      QStringLiteral("\\red%1\\green%2\\blue%3;").arg((Color >> 16) & 0xFF).arg((Color >> 8) & 0xFF).arg(Color & 0xFF);
   const int Found = static_cast<int>(E.Text.indexOf(Entry, At));
   if (Found >= 0 && Found < End) return static_cast<int>(E.Text.mid(At, Found - At).count(';'));
   const int Index = static_cast<int>(E.Text.mid(At, End - At).count(';'));

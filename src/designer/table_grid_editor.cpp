@@ -167,8 +167,10 @@ TTableGridEditor::TTableGridEditor(const TTableGrid& Grid, TExprContext Context,
   connect(FRows, &QSpinBox::valueChanged, this, [this](int V) { Resize(V, FCols->value()); });
   connect(FCols, &QSpinBox::valueChanged, this, [this](int V) { Resize(FRows->value(), V); });
   connect(FCells, &QTableWidget::currentCellChanged, this, &TTableGridEditor::ShowCellStyle);
-  for (QCheckBox* B : {FOwnStyle, FBold, FItalic}) connect(B, &QCheckBox::toggled, this, &TTableGridEditor::StoreCellStyle);
-  for (TColorButton* B : {FTextColor, FFill}) connect(B, &TColorButton::ColorChosen, this, &TTableGridEditor::StoreCellStyle);
+  for (QCheckBox* B : {FOwnStyle, FBold, FItalic})
+    connect(B, &QCheckBox::toggled, this, &TTableGridEditor::StoreCellStyle);
+  for (TColorButton* B : {FTextColor, FFill})
+    connect(B, &TColorButton::ColorChosen, this, &TTableGridEditor::StoreCellStyle);
   connect(FAlign, &QComboBox::currentIndexChanged, this, &TTableGridEditor::StoreCellStyle);
   connect(expr, &QPushButton::clicked, this, &TTableGridEditor::EditCellExpression);
   SetGrid(Grid);

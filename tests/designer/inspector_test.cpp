@@ -7,16 +7,16 @@
 #include <QCheckBox>
 #include <QColorDialog>
 #include <QComboBox>
+#include <QDir>
 #include <QDoubleSpinBox>
 #include <QFileDialog>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMenu>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QMenu>
 #include <QSpinBox>
 #include <QTableWidget>
-#include <QDir>
 #include <QTemporaryDir>
 #include <functional>
 #include <map>
@@ -125,8 +125,10 @@ template <typename TDialog>
 TDrive Browse(std::function<void(TDialog&)> Fill) {
   return [Fill](QWidget* W, const std::string& M) {
     TDialogAnswer Answer([Fill](QDialog& D) { Fill(dynamic_cast<TDialog&>(D)); });
-    if (auto* P = qobject_cast<TPathEdit*>(W)) P->Button()->click();
-    else if (auto* B = As<QPushButton>(W, M)) B->click();
+    if (auto* P = qobject_cast<TPathEdit*>(W))
+      P->Button()->click();
+    else if (auto* B = As<QPushButton>(W, M))
+      B->click();
     EXPECT_EQ(Answer.Runs, 1) << M;
   };
 }
@@ -167,7 +169,8 @@ std::map<std::string, TProbe> Probes(TRptElemType Kind) {
       {"width", {SpinTo(99.5), 99.5}},
       {"height", {SpinTo(33.75), 33.75}},
       {"dataField", {TypeText("Orders.amount"), "Orders.amount"}},
-      {"imageFile", {Browse<QFileDialog>([](QFileDialog& D) { D.selectFile(ImagePath()); }), ImagePath().toStdString()}},
+      {"imageFile",
+       {Browse<QFileDialog>([](QFileDialog& D) { D.selectFile(ImagePath()); }), ImagePath().toStdString()}},
       {"imageScale", {ComboTo(1), "Fit"}},
       {"wordWrap", {CheckTo(true), true}},
       {"fontName", {TypeText("Liberation Serif"), "Liberation Serif"}},
@@ -194,8 +197,9 @@ std::map<std::string, TProbe> Probes(TRptElemType Kind) {
       {"borderLeft", {CheckTo(false), false}},
       {"rows", {SpinTo(4), 4}},
       {"cols", {SpinTo(5), 5}},
-      {"cells", {Grid([](TTableGridEditor& G) { SetCell(G.Cells(), 1, 2, "[Orders.total]"); }),
-                 json{"", "", "", "", "", "[Orders.total]", "", "", ""}}},
+      {"cells",
+       {Grid([](TTableGridEditor& G) { SetCell(G.Cells(), 1, 2, "[Orders.total]"); }),
+        json{"", "", "", "", "", "[Orders.total]", "", "", ""}}},
       {"headerRow", {CheckTo(true), true}},
       {"headerFill", {ColorTo(0xFFABCDEF), "#FFABCDEF", Header}},
       {"headerBold", {CheckTo(false), false, Header}},
@@ -211,10 +215,17 @@ std::map<std::string, TProbe> Probes(TRptElemType Kind) {
           S.HAlign = rhaCenter;
           G.SetCellStyle(0, 1, S);
         }),
-        json{nullptr, {{"b", true}, {"i", false}, {"tc", "#FF112233"}, {"fl", "#00000000"}, {"ha", "Center"}},
-             nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr}}},
-      {"colFields", {Grid([](TTableGridEditor& G) { SetCell(G.Columns(), 1, 0, "Orders.name"); }),
-                     json{"Orders.name", "", ""}}},
+        json{nullptr,
+             {{"b", true}, {"i", false}, {"tc", "#FF112233"}, {"fl", "#00000000"}, {"ha", "Center"}},
+             nullptr,
+             nullptr,
+             nullptr,
+             nullptr,
+             nullptr,
+             nullptr,
+             nullptr}}},
+      {"colFields",
+       {Grid([](TTableGridEditor& G) { SetCell(G.Columns(), 1, 0, "Orders.name"); }), json{"Orders.name", "", ""}}},
       {"subReportFile",
        {Browse<QFileDialog>([](QFileDialog& D) { D.selectFile(ImagePath()); }), ImagePath().toStdString()}},
       {"subReportFlow", {CheckTo(true), true}},
@@ -330,9 +341,8 @@ TEST(Inspector, EveryMemberOfPageBandAndEachElementKindSavesAndUndoes) {
       ASSERT_NE(It, PageProbes.end()) << "no probe for page member " << Member;
       const bool Pdf = std::find(PdfMembers.begin(), PdfMembers.end(), M) != PdfMembers.end();
       const bool Root = Member == "visibleDataSources" || Member == "dataSources";
-      ProbeMember(I, Member, It->second, [Pdf, Root](const json& J) {
-        return Root ? J : J.value(Pdf ? "pdf" : "page", json::object());
-      });
+      ProbeMember(I, Member, It->second,
+                  [Pdf, Root](const json& J) { return Root ? J : J.value(Pdf ? "pdf" : "page", json::object()); });
     }
   }
 
@@ -516,8 +526,8 @@ TEST(Inspector, EditorsFollowTheDocumentAndTheSelection) {
   QFile Sub(Dir.filePath("parts/sub.qdr"));
   ASSERT_TRUE(Sub.open(QIODevice::WriteOnly));
   Sub.close();
-  Browse<QFileDialog>([&](QFileDialog& D) { D.selectFile(Sub.fileName()); })(
-      I.Inspector.EditorFor("subReportFile"), "subReportFile");
+  Browse<QFileDialog>([&](QFileDialog& D) { D.selectFile(Sub.fileName()); })(I.Inspector.EditorFor("subReportFile"),
+                                                                             "subReportFile");
   EXPECT_EQ(Saved(I.Doc)["bands"][0]["elements"][0]["subReportFile"], "parts/sub.qdr");
 
   I.Doc.RemoveElement(0, 0);
@@ -555,8 +565,7 @@ TEST(ExpressionCheck, ValueOrFirstProblemWithItsPosition) {
       {"1 + nope", TExprMode::Expression, &Context, "position 5: unknown name \"nope\""},
       {"FORMT(1)", TExprMode::Expression, &Context, "position 1: unknown function \"FORMT\""},
       {"(1 + 2", TExprMode::Expression, &Context, "position 1: \"(\" without \")\""},
-      {"Total [Orders.amount] of [missing]", TExprMode::Template, &WithValues,
-       "position 27: unknown name \"missing\""},
+      {"Total [Orders.amount] of [missing]", TExprMode::Template, &WithValues, "position 27: unknown name \"missing\""},
       {"Total [Orders.amount] of [Orders.name]", TExprMode::Template, &WithValues, "Value: Total 21 of "},
       {"no placeholder [", TExprMode::Template, &Context, "Value: no placeholder ["},
   };
