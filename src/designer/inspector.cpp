@@ -619,7 +619,9 @@ QWidget* TInspector::MakeEditor(const TField& F, TRow& Row) {
     case TEditKind::Font: {
       auto* w = new QComboBox;
       w->setEditable(true);
-      w->addItems(QFontDatabase::families());
+      // The font database is read once; a rebuild happens with every other kind of selection.
+      static const QStringList Families = QFontDatabase::families();
+      w->addItems(Families);
       w->setInsertPolicy(QComboBox::NoInsert);
       auto finish = [apply, w] {
         if (w->currentText() != w->property("shown").toString()) {
