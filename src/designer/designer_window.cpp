@@ -22,6 +22,7 @@
 #include "base/error.h"
 #include "designer/design_surface.h"
 #include "designer/edit_operations.h"
+#include "designer/inspector.h"
 #include "designer/toolbox.h"
 #include "screen/screen_drivers.h"
 
@@ -80,7 +81,7 @@ TDesignerWindow::TDesignerWindow(TReportDocument& Doc, QWidget* Parent) : QMainW
     if (T) statusBar()->showMessage(tr("Click on a band to place the %1").arg(Utf8(ElemTypeNames[*T])), 5000);
   });
   FZoomLabel->setText("100%");
-  resize(1180, 800);
+  resize(1260, 900);
   Refresh();
   UpdateTitle();
   UpdateStatus();
@@ -104,6 +105,14 @@ void TDesignerWindow::BuildDocks() {
   outline->setObjectName("outlineDock");
   outline->setWidget(FOutline);
   addDockWidget(Qt::RightDockWidgetArea, outline);
+
+  FInspector = new TInspector(FDoc, FSel, this);
+  auto* inspector = new QDockWidget(tr("Inspector"), this);
+  inspector->setObjectName("inspectorDock");
+  inspector->setWidget(FInspector);
+  addDockWidget(Qt::RightDockWidgetArea, inspector);
+  resizeDocks({outline, inspector}, {200, 500}, Qt::Vertical);
+  resizeDocks({tools, inspector}, {150, 300}, Qt::Horizontal);
   connect(FOutline, &QTreeWidget::itemSelectionChanged, this, [this] {
     if (FSyncing) return;
     std::vector<TElementRef> refs;

@@ -18,6 +18,7 @@ class QLabel;
 namespace quillet::designer {
 
 class TDesignSurface;
+class TInspector;
 class TToolbox;
 
 class TDesignerWindow : public QMainWindow {
@@ -31,6 +32,7 @@ class TDesignerWindow : public QMainWindow {
   TSelection& Selection() noexcept { return FSel; }
   TDesignSurface* Surface() const noexcept { return FSurface; }
   TToolbox* Toolbox() const noexcept { return FToolbox; }
+  TInspector* Inspector() const noexcept { return FInspector; }
   // The action of a menu entry by its object name ("addBand.MasterData", "alignLeft", ...).
   QAction* Action(const QString& Name) const;
 
@@ -73,6 +75,7 @@ class TDesignerWindow : public QMainWindow {
   TSelection FSel;
   TDesignSurface* FSurface = nullptr;
   TToolbox* FToolbox = nullptr;
+  TInspector* FInspector = nullptr;
   QTreeWidget* FOutline = nullptr;
   QLabel* FCursorLabel = nullptr;
   QLabel* FSelectionLabel = nullptr;
