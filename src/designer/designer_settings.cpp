@@ -4,6 +4,7 @@
 #include <QString>
 #include <QStringList>
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <memory>
 
@@ -52,21 +53,6 @@ std::string Absolute(const std::string& File) {
 
 std::string FormwrightSettingsFile() { return QuilletConfigFile("formwright.conf"); }
 
-const char* RulerUnitName(TRulerUnit Unit) {
-  switch (Unit) {
-    case TRulerUnit::Inch: return "inch";
-    case TRulerUnit::Pt: return "pt";
-    case TRulerUnit::Mm: break;
-  }
-  return "mm";
-}
-
-TRulerUnit RulerUnitFromName(const std::string& Name) {
-  if (Name == "inch") return TRulerUnit::Inch;
-  if (Name == "pt") return TRulerUnit::Pt;
-  return TRulerUnit::Mm;
-}
-
 TDesignerSettings::TDesignerSettings(std::string FileName) : FFileName(std::move(FileName)) {}
 
 std::vector<std::string> TDesignerSettings::StoredRecentFiles() const {
@@ -111,20 +97,22 @@ void TDesignerSettings::RemoveRecentFile(const std::string& File) {
 
 void TDesignerSettings::ClearRecentFiles() { StoreRecentFiles({}); }
 
-TRulerUnit TDesignerSettings::RulerUnit() const {
-  return RulerUnitFromName(Read(FFileName, kRulerUnit).toString().toStdString());
+TUnit TDesignerSettings::RulerUnit() const {
+  return UnitFromName(Read(FFileName, kRulerUnit).toString().toStdString());
 }
 
-void TDesignerSettings::SetRulerUnit(TRulerUnit Unit) { Write(FFileName, kRulerUnit, RulerUnitName(Unit)); }
+void TDesignerSettings::SetRulerUnit(TUnit Unit) {
+  // The file spells inches out; the rulers' short name is "in".
+  Write(FFileName, kRulerUnit, Unit == TUnit::Inch ? "inch" : UnitName(Unit));
+}
 
-int TDesignerSettings::GridStep() const {
-  const int fallback = TReportPage().GridSize;
+float TDesignerSettings::GridStep() const {
   bool ok = false;
-  const int step = Read(FFileName, kGridStep).toInt(&ok);
-  return ok && step >= 1 ? step : fallback;
+  const float step = Read(FFileName, kGridStep).toFloat(&ok);
+  return ok && step > 0 && std::isfinite(step) ? step : static_cast<float>(TReportPage().GridSize);
 }
 
-void TDesignerSettings::SetGridStep(int Points) { Write(FFileName, kGridStep, Points); }
+void TDesignerSettings::SetGridStep(float Points) { Write(FFileName, kGridStep, static_cast<double>(Points)); }
 
 bool TDesignerSettings::SnapToGrid() const { return Read(FFileName, kSnapToGrid, true).toBool(); }
 

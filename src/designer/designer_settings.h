@@ -8,15 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "designer/design_surface.h"
+
 namespace quillet::designer {
 
 // The file the settings live in ("" when the user has no configuration folder).
 std::string FormwrightSettingsFile();
-
-enum class TRulerUnit { Mm, Inch, Pt };
-// "mm", "inch", "pt"; anything else reads as millimetres.
-const char* RulerUnitName(TRulerUnit Unit);
-TRulerUnit RulerUnitFromName(const std::string& Name);
 
 class TDesignerSettings {
  public:
@@ -36,12 +33,14 @@ class TDesignerSettings {
   void RemoveRecentFile(const std::string& File);
   void ClearRecentFiles();
 
-  TRulerUnit RulerUnit() const;  // default millimetres
-  void SetRulerUnit(TRulerUnit Unit);
-  // The grid step in points; by default a new page's grid size (10). Values below 1 read as the
-  // default.
-  int GridStep() const;
-  void SetGridStep(int Points);
+  // The surface's ruler unit, kept as "mm", "inch" or "pt"; millimetres by default (and for
+  // anything else).
+  TUnit RulerUnit() const;
+  void SetRulerUnit(TUnit Unit);
+  // The grid step in points; by default a new page's grid size (10), also for a value that is not
+  // a positive number.
+  float GridStep() const;
+  void SetGridStep(float Points);
   bool SnapToGrid() const;  // default on
   void SetSnapToGrid(bool On);
   // QWidget::saveGeometry and QMainWindow::saveState of the main window; empty when never saved.

@@ -54,7 +54,7 @@ TEST(DesignerSettings, DefaultsThenWhatWasWritten) {
   TEnv xdg("XDG_CONFIG_HOME", dir.Str());
   {
     const TDesignerSettings fresh;
-    EXPECT_EQ(fresh.RulerUnit(), TRulerUnit::Mm);
+    EXPECT_EQ(fresh.RulerUnit(), TUnit::Millimetre);
     EXPECT_EQ(fresh.GridStep(), TReportPage().GridSize);
     EXPECT_TRUE(fresh.SnapToGrid());
     EXPECT_TRUE(fresh.WindowGeometry().isEmpty());
@@ -62,14 +62,15 @@ TEST(DesignerSettings, DefaultsThenWhatWasWritten) {
     EXPECT_FALSE(std::filesystem::exists(fresh.FileName())) << "reading made the file";
   }
   struct Case {
-    TRulerUnit Unit;
-    int Grid;
+    TUnit Unit;
+    const char* Stored;  // as the file spells it
+    float Grid;
     bool Snap;
     QByteArray Geometry;
   };
-  for (const Case& c : std::vector<Case>{{TRulerUnit::Inch, 12, false, QByteArray("\x01\x00\xff", 3)},
-                                         {TRulerUnit::Pt, 1, true, "g"},
-                                         {TRulerUnit::Mm, 7, false, QByteArray()}}) {
+  for (const Case& c : std::vector<Case>{{TUnit::Inch, "inch", 12.5f, false, QByteArray("\x01\x00\xff", 3)},
+                                         {TUnit::Point, "pt", 0.5f, true, "g"},
+                                         {TUnit::Millimetre, "mm", 7, false, QByteArray()}}) {
     TDesignerSettings writer;
     writer.SetRulerUnit(c.Unit);
     writer.SetGridStep(c.Grid);
@@ -82,17 +83,18 @@ TEST(DesignerSettings, DefaultsThenWhatWasWritten) {
     EXPECT_EQ(reader.SnapToGrid(), c.Snap);
     EXPECT_EQ(reader.WindowGeometry(), c.Geometry);
     EXPECT_EQ(reader.WindowState(), "state");
+    EXPECT_EQ(QSettings(QString::fromStdString(reader.FileName()), QSettings::IniFormat).value("RulerUnit"), c.Stored);
   }
   // What a person may write in the file by hand.
   QSettings file(QString::fromStdString(FormwrightSettingsFile()), QSettings::IniFormat);
-  file.setValue("RulerUnit", "inch");
-  file.setValue("GridStep", "0");
+  file.setValue("RulerUnit", "in");
+  file.setValue("GridStep", "-2");
   file.sync();
-  EXPECT_EQ(TDesignerSettings().RulerUnit(), TRulerUnit::Inch);
+  EXPECT_EQ(TDesignerSettings().RulerUnit(), TUnit::Inch);
   EXPECT_EQ(TDesignerSettings().GridStep(), 10);
   file.setValue("RulerUnit", "furlong");
   file.sync();
-  EXPECT_EQ(TDesignerSettings().RulerUnit(), TRulerUnit::Mm);
+  EXPECT_EQ(TDesignerSettings().RulerUnit(), TUnit::Millimetre);
 }
 
 TEST(DesignerSettings, RecentFilesMostRecentFirstAtMostTenThatExist) {
