@@ -99,6 +99,8 @@ int main(int argc, char** argv) {
 
   TReportDocument doc;
   TDesignerWindow window(doc);
+  // Every preview and PDF export runs over the data of the command line.
+  if (!data->Empty()) window.SetEngineSetup([&Data = *data](TReportEngine& Engine) { Data.RegisterOn(Engine); });
   if (!args.Report.empty()) {
     std::error_code ec;
     if (std::filesystem::exists(args.Report, ec)) {
