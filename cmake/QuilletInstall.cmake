@@ -66,3 +66,12 @@ install(TARGETS quillet_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 if(TARGET formwright)
   install(TARGETS formwright RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
+
+# The designer on the desktop: its menu entry, and the file type of reports (*.qdr) that it opens.
+# Component "desktop", so that these files alone can be installed (cmake --install --component).
+if(TARGET formwright)
+  install(FILES ${PROJECT_SOURCE_DIR}/src/designer/desktop/formwright.desktop
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/applications COMPONENT desktop)
+  install(FILES ${PROJECT_SOURCE_DIR}/src/designer/desktop/quillet-report.xml
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/mime/packages COMPONENT desktop)
+endif()

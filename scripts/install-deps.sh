@@ -37,6 +37,8 @@ packages=(
   xvfb xauth xdotool
   # PDFOpen hands finished PDFs to the desktop's viewer through xdg-open
   xdg-utils
+  # the designer's desktop entry and report file type are checked with the desktop's own tools
+  desktop-file-utils libxml2-utils shared-mime-info
 )
 if [ "$bench" -eq 1 ]; then
   packages+=(

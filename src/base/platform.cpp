@@ -83,6 +83,11 @@ bool IsExistingFile(const std::string& Path) {
 std::string UserConfigFolder() { return UserFolder("XDG_CONFIG_HOME", ".config"); }
 std::string UserCacheFolder() { return UserFolder("XDG_CACHE_HOME", ".cache"); }
 
+std::string QuilletConfigFile(const std::string& Name) {
+  const std::string config = UserConfigFolder();
+  return config.empty() ? std::string() : config + "Quillet/" + Name;
+}
+
 std::string FindOnPath(const std::string& Name) {
   const char* path = std::getenv("PATH");
   if (!path || Name.empty() || Name.find('/') != std::string::npos) return {};

@@ -28,6 +28,10 @@ bool IsExistingFile(const std::string& Path);
 std::string UserConfigFolder();
 // $XDG_CACHE_HOME, else $HOME/.cache ("" when neither is usable).
 std::string UserCacheFolder();
+// The settings file Name of Quillet's programs: UserConfigFolder() + "Quillet/" + Name ("" when
+// there is no such folder). The designer locator keeps Quillet.conf there, the designer
+// formwright.conf.
+std::string QuilletConfigFile(const std::string& Name);
 
 // The first folder on PATH holding an executable file Name; "" when none does.
 std::string FindOnPath(const std::string& Name);

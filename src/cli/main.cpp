@@ -65,13 +65,6 @@ const char* const kUsage =
 
 }  // namespace
 
-std::pair<std::string, std::string> SplitAssignment(const std::string& Option, const std::string& Text) {
-  const auto eq = Text.find('=');
-  if (eq == std::string::npos || eq == 0)
-    throw EUsageError(Option + " expects NAME=VALUE, got \"" + Text + "\"");
-  return {Text.substr(0, eq), Text.substr(eq + 1)};
-}
-
 int Main(int argc, char** argv) {
   TArgs args(argv + 1, argv + argc);
   try {

@@ -4,11 +4,13 @@
 #include <QMessageBox>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "base/error.h"
 #include "designer/command_line.h"
+#include "designer/designer_data.h"
 #include "designer/designer_window.h"
 #include "designer/report_document.h"
 #include "engine/report_engine.h"
@@ -22,13 +24,33 @@ namespace {
 std::string ErrorLine(const std::string& File, const std::exception& E) {
   std::string text = E.what();
   if (const auto* q = dynamic_cast<const EQuilletError*>(&E); q && !q->Detail().empty()) text += ": " + q->Detail();
-  return text.find(File) == std::string::npos ? File + ": " + text : text;
+  text = text.find(File) == std::string::npos ? File + ": " + text : text;
+  // One line, whatever a data layer's message holds.
+  for (char& c : text)
+    if (c == '\n' || c == '\r') c = ' ';
+  return text;
 }
 
-// /preview: the report in the preview window, as the engine draws it; the program ends with it.
-int RunPreview(const std::string& File) {
+// The data of the command line, made and opened: a failure is one line on stderr, and null.
+std::unique_ptr<TDesignerData> OpenData(const cli::TRunOptions& Options) {
+  try {
+    auto data = std::make_unique<TDesignerData>(Options);
+    data->Open();
+    for (const std::string& w : data->Warnings()) std::fprintf(stderr, "formwright: warning: %s\n", w.c_str());
+    return data;
+  } catch (const std::exception& e) {
+    const auto* q = dynamic_cast<const EQuilletError*>(&e);
+    std::fprintf(stderr, "formwright: %s\n", ErrorLine(q ? q->FileName() : std::string(), e).c_str());
+    return nullptr;
+  }
+}
+
+// /preview: the report in the preview window over the data of the command line, as the engine
+// draws it; the program ends with it.
+int RunPreview(const std::string& File, const TDesignerData& Data) {
   try {
     TReportEngine engine;
+    Data.RegisterOn(engine);
     InstallGuiMessageHook(engine);
     Preview(engine, File);
   } catch (const std::exception& e) {
@@ -66,13 +88,19 @@ int main(int argc, char** argv) {
       return 1;
     }
   }
+  // Data that cannot be opened fails here too, before any window. The data stay open for the
+  // whole session.
+  const std::unique_ptr<TDesignerData> data = OpenData(args.Data);
+  if (!data) return 1;
   QApplication app(argc, argv);
   QApplication::setApplicationName("formwright");
   QApplication::setOrganizationName("Quillet");
-  if (args.Preview) return RunPreview(args.Report);
+  if (args.Preview) return RunPreview(args.Report, *data);
 
   TReportDocument doc;
   TDesignerWindow window(doc);
+  // Every preview and PDF export runs over the data of the command line.
+  if (!data->Empty()) window.SetEngineSetup([&Data = *data](TReportEngine& Engine) { Data.RegisterOn(Engine); });
   if (!args.Report.empty()) {
     std::error_code ec;
     if (std::filesystem::exists(args.Report, ec)) {

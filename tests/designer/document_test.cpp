@@ -201,6 +201,9 @@ TEST(DesignerCommandLine, OnlyExactSwitchesAreSwitches) {
       {{"a.qdr", "b.qdr"}, "", "", false, "more than one report file: \"a.qdr\" and \"b.qdr\""},
       {{"/ds:"}, "", "", false, "/ds: needs a file name"},
       {{"/preview"}, "", "", false, "/preview needs a report file"},
+      {{"/r.qdr", "--data", "A=/a.csv", "/preview"}, "/r.qdr", "", true, ""},
+      {{"--data=A=/ds:x.csv", "/r.qdr"}, "/r.qdr", "", false, ""},
+      {{"/r.qdr", "--dta", "A=/a.csv"}, "", "", false, "unknown option \"--dta\""},
   };
   for (const Case& c : cases) {
     try {
@@ -212,6 +215,101 @@ TEST(DesignerCommandLine, OnlyExactSwitchesAreSwitches) {
     } catch (const EDesignerUsage& e) {
       EXPECT_EQ(e.what(), c.Error);
     }
+  }
+}
+
+// The data options are quillet render's: the same values, the same mistakes.
+TEST(DesignerCommandLine, DataOptionsAreThoseOfRender) {
+  struct Case {
+    std::vector<std::string> Args;
+    std::string Report;
+    std::vector<std::string> Names;  // the --data names in order
+    std::string Main;
+    size_t Links = 0;
+    std::vector<std::pair<std::string, std::string>> Vars;
+    char Separator = 0;
+    std::string Error;
+  };
+  const std::vector<Case> cases = {
+      {{"r.qdr", "--data", "Orders=o.csv", "--data=Items=sqlite:shop.db:SELECT * FROM items WHERE o = :Orders.id",
+        "--main", "Orders", "--link", "Items.order_id=Orders.id", "--var", "Title=A=B", "--csv-separator", ";",
+        "--fonts", "/usr/share/fonts"},
+       "r.qdr", {"Orders", "Items"}, "Orders", 1, {{"Title", "A=B"}}, ';', ""},
+      {{"--data", "A=a.json", "/preview", "/r.qdr"}, "/r.qdr", {"A"}, "", 0, {}, 0, ""},
+      {{"--data", "A=a.json"}, "", {"A"}, "", 0, {}, 0, ""},  // a new report, with data
+      {{"r.qdr", "--data"}, "", {}, "", 0, {}, 0, "--data needs a value"},
+      {{"r.qdr", "--data", "A=a.txt"}, "", {}, "", 0, {}, 0,
+       "--data: unknown kind of data source \"a.txt\" (expected FILE.csv, FILE.json or sqlite:FILE.db:SQL)"},
+      {{"r.qdr", "--data", "A.B=a.csv"}, "", {}, "", 0, {}, 0,
+       "--data: a data source name cannot contain \".\": \"A.B\""},
+      {{"r.qdr", "--data", "A=a.csv", "--data", "A=b.csv"}, "", {}, "", 0, {}, 0,
+       "--data: data source \"A\" given twice"},
+      {{"r.qdr", "--data", "A=a.csv", "--main", "B"}, "", {}, "", 0, {}, 0, "--main: unknown data source \"B\""},
+      {{"r.qdr", "--data", "A=a.csv", "--link", "A.x=B.y"}, "", {}, "", 0, {}, 0,
+       "--link: unknown data source \"B\""},
+      {{"r.qdr", "--data", "A=sqlite:x.db:SELECT :C.id"}, "", {}, "", 0, {}, 0,
+       "--data A: unknown data source \"C\" in parameter :C.id"},
+      {{"r.qdr", "--data", "A=a.json", "--csv-separator", ";"}, "", {}, "", 0, {}, 0,
+       "--csv-separator applies to CSV data, and no --data names a .csv file"},
+      {{"r.qdr", "--var", "novalue"}, "", {}, "", 0, {}, 0, "--var expects NAME=VALUE, got \"novalue\""},
+      {{"r.qdr", "--strict"}, "", {}, "", 0, {}, 0, "unknown option \"--strict\""},
+      {{"r.qdr", "--data", "A=a.csv", "b.qdr"}, "", {}, "", 0, {}, 0,
+       "more than one report file: \"r.qdr\" and \"b.qdr\""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.Args));
+    try {
+      const TDesignerArgs a = ParseDesignerArgs(c.Args);
+      EXPECT_EQ(c.Error, "");
+      EXPECT_EQ(a.Report, c.Report);
+      std::vector<std::string> names;
+      for (const auto& d : a.Data.Data) names.push_back(d.Name);
+      EXPECT_EQ(names, c.Names);
+      EXPECT_EQ(a.Data.MainName, c.Main);
+      EXPECT_EQ(a.Data.Links.size(), c.Links);
+      EXPECT_EQ(a.Data.Vars, c.Vars);
+      EXPECT_EQ(a.Data.CsvSeparator, c.Separator);
+      EXPECT_TRUE(a.Data.Reports.empty());
+    } catch (const EDesignerUsage& e) {
+      EXPECT_EQ(e.what(), c.Error);
+    }
+  }
+}
+
+// What the program says on stderr and how it ends: a usage mistake is one line and the usage text
+// (exit 2), data that cannot be opened one line (exit 1), both before any window is needed.
+TEST(DesignerCommandLine, MistakesAndMissingDataEndBeforeAnyWindow) {
+  struct Case {
+    std::string Args;
+    int Status;
+    std::string FirstLine;  // what it starts with
+    std::string Mentions;
+  };
+  const std::vector<Case> cases = {
+      {"r.qdr --data", 2, "formwright: --data needs a value", ""},
+      {"r.qdr --data A=a.csv --main B /preview", 2, "formwright: --main: unknown data source \"B\"", ""},
+      {"r.qdr --data Orders=gone.csv /preview", 1, "formwright: ", "gone.csv"},
+      {"r.qdr --data Orders=gone.csv", 1, "formwright: ", "gone.csv"},
+      {"r.qdr --data 'Orders=sqlite:nothere.db:SELECT 1' /preview", 1, "formwright: ", "nothere.db"},
+      {"r.qdr --fonts nofonts /preview", 1, "formwright: --fonts: no such folder", "nofonts"},
+  };
+  test::TTempDir dir;
+  std::filesystem::copy_file(kSource / "examples/render/orders.qdr", dir.Path / "r.qdr");
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.Args);
+    const std::string cmd = "cd " + dir.Str() + " && env -u DISPLAY -u WAYLAND_DISPLAY QT_QPA_PLATFORM=minimal " +
+                            FORMWRIGHT_PATH + " " + c.Args + " > out.txt 2> err.txt";
+    const int status = std::system(cmd.c_str());
+    EXPECT_EQ(WEXITSTATUS(status), c.Status);
+    const std::string err = ReadFile(dir.File("err.txt"));
+    EXPECT_EQ(err.rfind(c.FirstLine, 0), 0u) << err;
+    const std::string first = err.substr(0, err.find('\n'));
+    EXPECT_NE(first.find(c.Mentions), std::string::npos) << err;
+    if (c.Status == 2)
+      EXPECT_EQ(err.substr(err.find('\n') + 1), kDesignerUsage);
+    else
+      EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << err;
+    EXPECT_EQ(ReadFile(dir.File("out.txt")), "");
   }
 }
 

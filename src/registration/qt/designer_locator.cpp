@@ -36,9 +36,7 @@ std::string Trim(const std::string& S) {
 }  // namespace
 
 std::string DesignerSettingsFile() {
-  if (!GSettingsFile.empty()) return GSettingsFile;
-  const std::string config = UserConfigFolder();
-  return config.empty() ? std::string() : config + "Quillet/Quillet.conf";
+  return GSettingsFile.empty() ? QuilletConfigFile("Quillet.conf") : GSettingsFile;
 }
 
 void SetDesignerSettingsFile(std::string FileName) { GSettingsFile = std::move(FileName); }
