@@ -17,11 +17,15 @@
 #include <QLabel>
 #include <QMimeData>
 #include <QTreeWidget>
+#include <algorithm>
 #include <cmath>
 
 #include "base/error.h"
 #include "designer/design_surface.h"
+#include "designer/data_tree.h"
+#include "designer/designer_settings.h"
 #include "designer/edit_operations.h"
+#include "designer/field_placement.h"
 #include "designer/inspector.h"
 #include "designer/toolbox.h"
 #include "screen/screen_drivers.h"
@@ -41,18 +45,25 @@ const char* const kElementsMimeType = "application/x-formwright-elements";
 
 }  // namespace
 
-TDesignerWindow::TDesignerWindow(TReportDocument& Doc, QWidget* Parent) : QMainWindow(Parent), FDoc(Doc) {
+TDesignerWindow::TDesignerWindow(TReportDocument& Doc, QWidget* Parent)
+    : QMainWindow(Parent), FDoc(Doc), FSettings(std::make_unique<TDesignerSettings>()) {
   FSurface = new TDesignSurface(FDoc, FSel, this);
   setCentralWidget(FSurface);
+  FSurface->SetUnit(FSettings->RulerUnit());
+  FSurface->SetGrid(FSettings->GridStep(), FSettings->SnapToGrid());
   BuildDocks();
   BuildActions();
   connect(&FDoc, &TReportDocument::Changed, this, [this] {
+    FDataTree->SetReportSchema(FDoc.Page().DataSources);
     Refresh();
     UpdateTitle();
     UpdateStatus();
     UpdateActions();
   });
-  connect(&FDoc, &TReportDocument::FileNameChanged, this, &TDesignerWindow::UpdateTitle);
+  connect(&FDoc, &TReportDocument::FileNameChanged, this, [this] {
+    UpdateTitle();
+    ApplyGridOf(FDoc.Page());
+  });
   connect(&FSel, &TSelection::Changed, this, [this] {
     SyncOutlineSelection();
     UpdateStatus();
@@ -81,7 +92,34 @@ TDesignerWindow::TDesignerWindow(TReportDocument& Doc, QWidget* Parent) : QMainW
     if (T) statusBar()->showMessage(tr("Click on a band to place the %1").arg(Utf8(ElemTypeNames[*T])), 5000);
   });
   FZoomLabel->setText("100%");
+  FSurface->SetFieldSource(TDesignSurface::TFieldSource{
+      [this] { return FDataTree->SelectedField().has_value(); },
+      [this](size_t Band, float Left, float Top) {
+        const auto field = FDataTree->SelectedField();
+        if (!field) return;
+        PlaceFieldOnBand(Band, Left, Top, field->first, field->second);
+        // One click, one field: the next click on a band selects again.
+        FDataTree->clearSelection();
+      },
+      [this](size_t Band, float Left, float Top, const std::string& Qualified) {
+        const size_t dot = Qualified.find('.');
+        if (dot == std::string::npos) return;
+        PlaceFieldOnBand(Band, Left, Top, Qualified.substr(0, dot), Qualified.substr(dot + 1));
+      }});
+  connect(FDataTree, &TDataTree::FieldActivated, this, [this](const QString& Source, const QString& Field) {
+    // Into the selected band, or the band of the selected elements, or the first data band.
+    const TReportPage& page = FDoc.Page();
+    if (page.Bands.empty()) return;
+    size_t band = page.Bands.size();
+    if (FSel.Kind() != TSelection::TKind::Page) band = FSel.Band();
+    for (size_t i = 0; band >= page.Bands.size() && i < page.Bands.size(); ++i)
+      if (page.Bands[i]->BandType == btMasterData || page.Bands[i]->BandType == btDetailData) band = i;
+    if (band >= page.Bands.size()) band = 0;
+    PlaceFieldOnBand(band, -1, 0, Source.toStdString(), Field.toStdString());
+  });
   resize(1260, 900);
+  if (const QByteArray g = FSettings->WindowGeometry(); !g.isEmpty()) restoreGeometry(g);
+  if (const QByteArray st = FSettings->WindowState(); !st.isEmpty()) restoreState(st);
   Refresh();
   UpdateTitle();
   UpdateStatus();
@@ -89,12 +127,21 @@ TDesignerWindow::TDesignerWindow(TReportDocument& Doc, QWidget* Parent) : QMainW
   statusBar()->showMessage(tr("Ready"));
 }
 
+TDesignerWindow::~TDesignerWindow() = default;
+
 void TDesignerWindow::BuildDocks() {
   FToolbox = new TToolbox(this);
   auto* tools = new QDockWidget(tr("Toolbox"), this);
   tools->setObjectName("toolboxDock");
   tools->setWidget(FToolbox);
   addDockWidget(Qt::LeftDockWidgetArea, tools);
+
+  FDataTree = new TDataTree(this);
+  auto* data = new QDockWidget(tr("Data"), this);
+  data->setObjectName("dataDock");
+  data->setWidget(FDataTree);
+  addDockWidget(Qt::LeftDockWidgetArea, data);
+  FDataTree->setToolTip(tr("Select a field, then click on a band to place it; or drag it onto a band"));
 
   FOutline = new QTreeWidget(this);
   FOutline->setColumnCount(2);
@@ -112,7 +159,8 @@ void TDesignerWindow::BuildDocks() {
   inspector->setWidget(FInspector);
   addDockWidget(Qt::RightDockWidgetArea, inspector);
   resizeDocks({outline, inspector}, {200, 500}, Qt::Vertical);
-  resizeDocks({tools, inspector}, {150, 300}, Qt::Horizontal);
+  resizeDocks({tools, inspector}, {170, 300}, Qt::Horizontal);
+  resizeDocks({tools, data}, {330, 300}, Qt::Vertical);
   connect(FOutline, &QTreeWidget::itemSelectionChanged, this, [this] {
     if (FSyncing) return;
     std::vector<TElementRef> refs;
@@ -152,6 +200,9 @@ void TDesignerWindow::BuildActions() {
   QMenu* file = menuBar()->addMenu(tr("&File"));
   add(file, "new", tr("&New"), QKeySequence::New, [this] { NewReport(); }, true);
   add(file, "open", tr("&Open..."), QKeySequence::Open, [this] { OpenReport(); }, true);
+  FRecentMenu = file->addMenu(tr("Open &Recent"));
+  FRecentMenu->setObjectName("recentMenu");
+  connect(FRecentMenu, &QMenu::aboutToShow, this, &TDesignerWindow::FillRecentMenu);
   add(file, "save", tr("&Save"), QKeySequence::Save, [this] { Save(); }, true);
   add(file, "saveAs", tr("Save &As..."), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S), [this] { SaveAs(); });
   file->addSeparator();
@@ -256,21 +307,82 @@ void TDesignerWindow::BuildActions() {
   const QString unitText[] = {tr("&Millimetres"), tr("&Inches"), tr("&Points")};
   for (size_t k = 0; k < 3; ++k) {
     const TUnit u = unitList[k].second;
-    QAction* a = add(units, unitList[k].first, unitText[k], QKeySequence(), [this, u] { FSurface->SetUnit(u); });
+    QAction* a = add(units, unitList[k].first, unitText[k], QKeySequence(), [this, u] {
+      FSurface->SetUnit(u);
+      FSettings->SetRulerUnit(u);
+      UpdateStatus();
+    });
     a->setCheckable(true);
     a->setChecked(u == FSurface->Unit());
     unitGroup->addAction(a);
   }
   QAction* snap = add(view, "snapToGrid", tr("&Snap to grid"), QKeySequence(),
-                      [this](bool On) { FSurface->SetGrid(FSurface->GridStep(), On); });
+                      [this](bool On) {
+                        FSurface->SetGrid(FSurface->GridStep(), On);
+                        FSettings->SetSnapToGrid(On);
+                      });
   snap->setCheckable(true);
   snap->setChecked(FSurface->Snap());
   add(view, "gridStep", tr("&Grid step..."), QKeySequence(), [this] {
     bool ok = false;
     const double step = QInputDialog::getDouble(this, tr("Grid step"), tr("Grid step in points:"),
                                                 static_cast<double>(FSurface->GridStep()), 0.5, 200, 1, &ok);
-    if (ok) FSurface->SetGrid(static_cast<float>(step), FSurface->Snap());
+    if (!ok) return;
+    FSurface->SetGrid(static_cast<float>(step), FSurface->Snap());
+    FSettings->SetGridStep(static_cast<float>(step));
   });
+}
+
+void TDesignerWindow::SetOfferedDataSources(const std::vector<TDataSourceSchema>& Sources) {
+  std::vector<TDataSourceSchema> merged;
+  for (const TDataSourceSchema& s : Sources) {
+    auto same = [&s](const TDataSourceSchema& M) { return M.Name == s.Name; };
+    if (std::find_if(merged.begin(), merged.end(), same) == merged.end()) merged.push_back(s);
+  }
+  FDataTree->SetDescription(merged);
+  FInspector->SetDataSources(merged);
+}
+
+void TDesignerWindow::SetFieldResolver(TGetIdentValueFunc Resolver) { FInspector->SetFieldResolver(std::move(Resolver)); }
+
+void TDesignerWindow::PlaceFieldOnBand(size_t Band, float Left, float Top, const std::string& Source,
+                                       const std::string& Field) {
+  if (Band >= FDoc.Page().Bands.size()) return;
+  const TReportBand& band = *FDoc.Page().Bands[Band];
+  if (Left < 0) {
+    Left = 0;
+    for (const auto& e : band.Elements) Left = std::max(Left, e->Left + e->Width + FSurface->GridStep());
+    Left = FSurface->SnapValue(Left);
+  }
+  PlaceField(FDoc, Band, Left, Top, Source, Field, FDataTree->FieldsOf(Source));
+  FSel.SelectElements({{Band, FDoc.Page().Bands[Band]->Elements.size() - 1}});
+  FSurface->setFocus();
+}
+
+void TDesignerWindow::FillRecentMenu() {
+  FRecentMenu->clear();
+  const std::vector<std::string> files = FSettings->RecentFiles();
+  for (size_t k = 0; k < files.size(); ++k) {
+    const QString file = Utf8(files[k]);
+    QAction* a = FRecentMenu->addAction(QString("&%1 %2").arg((k + 1) % 10).arg(QFileInfo(file).fileName()));
+    a->setToolTip(file);
+    a->setStatusTip(file);
+    connect(a, &QAction::triggered, this, [this, file] { OpenReport(file); });
+  }
+  if (files.empty()) FRecentMenu->addAction(tr("(none)"))->setEnabled(false);
+  FRecentMenu->addSeparator();
+  connect(FRecentMenu->addAction(tr("&Clear list")), &QAction::triggered, this, [this] { FSettings->ClearRecentFiles(); });
+}
+
+void TDesignerWindow::Remember(const std::string& File) {
+  if (!File.empty()) FSettings->AddRecentFile(File);
+}
+
+void TDesignerWindow::ApplyGridOf(const TReportPage& Page) {
+  // A report that sets its own grid size is designed on it; others on the user's step.
+  const float step = Page.GridSize != 10 && Page.GridSize > 0 ? static_cast<float>(Page.GridSize)
+                                                               : FSettings->GridStep();
+  FSurface->SetGrid(step, FSurface->Snap());
 }
 
 void TDesignerWindow::AddBand(TBandType Type) {
@@ -472,6 +584,7 @@ bool TDesignerWindow::ExportPdf(const QString& FileName) {
 bool TDesignerWindow::NewReport() {
   if (!MaySpoilChanges()) return false;
   FDoc.NewReport();
+  FSel.SelectPage();
   return true;
 }
 
@@ -486,6 +599,8 @@ bool TDesignerWindow::OpenReport(const QString& FileName) {
     ShowError(tr("Open report"), e);
     return false;
   }
+  Remember(FDoc.FileName());
+  FSel.SelectPage();
   statusBar()->showMessage(tr("Opened %1").arg(file), 5000);
   return true;
 }
@@ -498,6 +613,7 @@ bool TDesignerWindow::Save() {
     ShowError(tr("Save report"), e);
     return false;
   }
+  Remember(FDoc.FileName());
   statusBar()->showMessage(tr("Saved %1").arg(Utf8(FDoc.FileName())), 5000);
   return true;
 }
@@ -512,15 +628,19 @@ bool TDesignerWindow::SaveAs() {
     ShowError(tr("Save report"), e);
     return false;
   }
+  Remember(FDoc.FileName());
   statusBar()->showMessage(tr("Saved %1").arg(file), 5000);
   return true;
 }
 
 void TDesignerWindow::closeEvent(QCloseEvent* Event) {
-  if (MaySpoilChanges())
-    Event->accept();
-  else
+  if (!MaySpoilChanges()) {
     Event->ignore();
+    return;
+  }
+  FSettings->SetWindowGeometry(saveGeometry());
+  FSettings->SetWindowState(saveState());
+  Event->accept();
 }
 
 }  // namespace quillet::designer

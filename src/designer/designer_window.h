@@ -9,15 +9,19 @@
 
 #include "designer/report_document.h"
 #include "designer/selection.h"
+#include "engine/designer_bridge.h"
 #include "engine/report_engine.h"
 
 class QTreeWidget;
 class QAction;
 class QLabel;
+class QMenu;
 
 namespace quillet::designer {
 
+class TDataTree;
 class TDesignSurface;
+class TDesignerSettings;
 class TInspector;
 class TToolbox;
 
@@ -26,6 +30,7 @@ class TDesignerWindow : public QMainWindow {
 
  public:
   explicit TDesignerWindow(TReportDocument& Doc, QWidget* Parent = nullptr);
+  ~TDesignerWindow() override;
 
   TReportDocument& Document() noexcept { return FDoc; }
   QTreeWidget* Outline() const noexcept { return FOutline; }
@@ -33,6 +38,16 @@ class TDesignerWindow : public QMainWindow {
   TDesignSurface* Surface() const noexcept { return FSurface; }
   TToolbox* Toolbox() const noexcept { return FToolbox; }
   TInspector* Inspector() const noexcept { return FInspector; }
+  TDataTree* DataTree() const noexcept { return FDataTree; }
+  TDesignerSettings& Settings() noexcept { return *FSettings; }
+  // The data sources an application offers (the /ds: description, the sets of --data): shown in
+  // the data tree and offered by the inspector.
+  void SetOfferedDataSources(const std::vector<TDataSourceSchema>& Sources);
+  // Values of the first record of the designer's data, for the expression editor's check.
+  void SetFieldResolver(TGetIdentValueFunc Resolver);
+  // Places the field as a label in Band: at (Left, Top), or after the band's last element when
+  // Left is negative; the label is selected.
+  void PlaceFieldOnBand(size_t Band, float Left, float Top, const std::string& Source, const std::string& Field);
   // The action of a menu entry by its object name ("addBand.MasterData", "alignLeft", ...).
   QAction* Action(const QString& Name) const;
 
@@ -69,6 +84,9 @@ class TDesignerWindow : public QMainWindow {
   void UpdateTitle();
   void UpdateStatus();
   void UpdateActions();
+  void FillRecentMenu();
+  void Remember(const std::string& File);
+  void ApplyGridOf(const TReportPage& Page);
   void ShowError(const QString& What, const std::exception& E);
 
   TReportDocument& FDoc;
@@ -76,6 +94,9 @@ class TDesignerWindow : public QMainWindow {
   TDesignSurface* FSurface = nullptr;
   TToolbox* FToolbox = nullptr;
   TInspector* FInspector = nullptr;
+  TDataTree* FDataTree = nullptr;
+  std::unique_ptr<TDesignerSettings> FSettings;
+  QMenu* FRecentMenu = nullptr;
   QTreeWidget* FOutline = nullptr;
   QLabel* FCursorLabel = nullptr;
   QLabel* FSelectionLabel = nullptr;

@@ -1,5 +1,7 @@
 #include "designer/edit_operations.h"
 
+#include <QFontDatabase>
+#include <QFontInfo>
 #include <QObject>
 #include <algorithm>
 #include <map>
@@ -56,9 +58,21 @@ std::set<std::string> NamesIn(const TReportPage& Page) {
 
 }  // namespace
 
+std::string DefaultFontName() {
+  static const std::string name = [] {
+    const std::string file = TReportElement().FontName;
+    if (QFontDatabase::hasFamily(QString::fromStdString(file))) return file;
+    // The family a font file really has, not a generic alias such as "Sans Serif".
+    const QString system = QFontInfo(QFontDatabase::systemFont(QFontDatabase::GeneralFont)).family();
+    return system.isEmpty() ? file : system.toStdString();
+  }();
+  return name;
+}
+
 TReportElement NewElement(TRptElemType Type) {
   TReportElement e;
   e.ElemType = Type;
+  e.FontName = DefaultFontName();
   e.Left = 0;
   e.Top = 0;
   switch (Type) {

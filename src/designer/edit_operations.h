@@ -13,6 +13,10 @@
 
 namespace quillet::designer {
 
+// The font new elements get: the file's default family when this machine has it, else the
+// family the desktop uses, so that a report made here renders without a font substitution.
+std::string DefaultFontName();
+
 // A new element of Type as the toolbox places it: a size that shows what it is, a name and a
 // text where the kind has one.
 TReportElement NewElement(TRptElemType Type);

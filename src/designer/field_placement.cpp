@@ -1,5 +1,7 @@
 #include "designer/field_placement.h"
 
+#include "designer/edit_operations.h"
+
 #include <QCoreApplication>
 #include <algorithm>
 #include <set>
@@ -71,6 +73,7 @@ void PlaceField(TReportDocument& Doc, size_t Band, float Left, float Top, const 
   label.X2 = Left + kPlacedFieldWidth;
   label.Y2 = Top;
   label.Text = "[" + Source + "." + Field + "]";
+  label.FontName = DefaultFontName();
 
   // The schema after the placement.
   TPageProps props = PagePropsOf(page);

@@ -13,6 +13,7 @@
 #include "designer/designer_data.h"
 #include "designer/designer_window.h"
 #include "designer/report_document.h"
+#include "designer/session_start.h"
 #include "engine/report_engine.h"
 #include "screen/screen_drivers.h"
 
@@ -20,16 +21,6 @@ using namespace quillet;
 using namespace quillet::designer;
 
 namespace {
-
-std::string ErrorLine(const std::string& File, const std::exception& E) {
-  std::string text = E.what();
-  if (const auto* q = dynamic_cast<const EQuilletError*>(&E); q && !q->Detail().empty()) text += ": " + q->Detail();
-  text = text.find(File) == std::string::npos ? File + ": " + text : text;
-  // One line, whatever a data layer's message holds.
-  for (char& c : text)
-    if (c == '\n' || c == '\r') c = ' ';
-  return text;
-}
 
 // The data of the command line, made and opened: a failure is one line on stderr, and null.
 std::unique_ptr<TDesignerData> OpenData(const cli::TRunOptions& Options) {
@@ -99,22 +90,9 @@ int main(int argc, char** argv) {
 
   TReportDocument doc;
   TDesignerWindow window(doc);
-  // Every preview and PDF export runs over the data of the command line.
-  if (!data->Empty()) window.SetEngineSetup([&Data = *data](TReportEngine& Engine) { Data.RegisterOn(Engine); });
-  if (!args.Report.empty()) {
-    std::error_code ec;
-    if (std::filesystem::exists(args.Report, ec)) {
-      try {
-        doc.Open(args.Report);
-      } catch (const std::exception& e) {
-        // The reader's message; nothing is opened.
-        std::fprintf(stderr, "formwright: %s\n", ErrorLine(args.Report, e).c_str());
-        QMessageBox::critical(&window, QObject::tr("Open report"),
-                              QString::fromStdString(ErrorLine(args.Report, e)));
-      }
-    } else {
-      doc.NewReport(args.Report);
-    }
+  for (const std::string& problem : StartSession(window, args, data->Empty() ? nullptr : data.get())) {
+    std::fprintf(stderr, "formwright: %s\n", problem.c_str());
+    QMessageBox::critical(&window, QObject::tr("Formwright"), QString::fromStdString(problem));
   }
   window.show();
   return app.exec();

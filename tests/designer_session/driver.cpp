@@ -77,22 +77,26 @@ bool TDriver::ClickMenu(QAction* Action) {
   // The chain of menus that holds the action, from the menu bar down.
   std::vector<QMenu*> chain;
   QAction* step = Action;
-  for (int guard = 0; guard < 8; ++guard) {
+  QMenuBar* bar = FWindow.menuBar();
+  for (int guard = 0; guard < 8 && !bar->actions().contains(step); ++guard) {
     QMenu* owner = nullptr;
+    // The menu the action was put in (a menu bar's overflow menu holds its actions too).
     for (QObject* o : step->associatedObjects())
-      if (auto* m = qobject_cast<QMenu*>(o)) owner = m;
+      if (auto* m = qobject_cast<QMenu*>(o); m && m->actions().contains(step) && !owner) owner = m;
     if (!owner) break;
     chain.insert(chain.begin(), owner);
     step = owner->menuAction();
   }
   if (chain.empty()) return false;
-  QMenuBar* bar = FWindow.menuBar();
   const QRect top = bar->actionGeometry(chain.front()->menuAction());
   Click(bar, top.center());
   for (size_t k = 0; k < chain.size(); ++k) {
     QMenu* menu = chain[k];
     for (int wait = 0; wait < 50 && !menu->isVisible(); ++wait) Settle(40);
-    if (!menu->isVisible()) return false;
+    if (!menu->isVisible()) {
+      Shot("menu-did-not-open");
+      return false;
+    }
     QAction* next = k + 1 < chain.size() ? chain[k + 1]->menuAction() : Action;
     const QPoint c = menu->actionGeometry(next).center();
     if (k + 1 < chain.size()) {
