@@ -340,6 +340,7 @@ void TDesignerWindow::SetOfferedDataSources(const std::vector<TDataSourceSchema>
     if (std::find_if(merged.begin(), merged.end(), same) == merged.end()) merged.push_back(s);
   }
   FDataTree->SetDescription(merged);
+  FDataTree->expandAll();
   FInspector->SetDataSources(merged);
 }
 

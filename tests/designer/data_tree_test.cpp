@@ -6,11 +6,16 @@
 #include <QKeyEvent>
 #include <QMimeData>
 #include <QMouseEvent>
+#include <algorithm>
+#include <cstdlib>
 #include <memory>
 
 #include "../support/test_support.h"
 #include "base/error.h"
 #include "designer/data_tree.h"
+#include "designer/designer_window.h"
+#include "designer/inspector.h"
+#include "designer/session_start.h"
 
 namespace quillet::designer {
 namespace {
@@ -152,6 +157,24 @@ TEST(DataTree, DragCarriesTheFieldAndItsExpression) {
     m.setData(kFieldMimeType, bad);
     EXPECT_FALSE(FieldFromMimeData(&m)) << bad;
   }
+}
+
+// The description `quillet design` wrote for the designer (tests/e2e/designer_start.sh names it in
+// DATASOURCES_JSON): a session started with /ds: on it shows each --data set with its CSV header's
+// fields, and the band's data source list offers them.
+TEST(DataTree, ShowsTheBridgesDescription) {
+  const char* file = std::getenv("DATASOURCES_JSON");
+  if (!file) GTEST_SKIP() << "run by e2e.designer_start with the file quillet design wrote";
+  TReportDocument doc;
+  TDesignerWindow window(doc);
+  const std::vector<std::string> problems = StartSession(window, ParseDesignerArgs({std::string("/ds:") + file}), nullptr);
+  ASSERT_TRUE(problems.empty()) << problems.front();
+  TDataTree& tree = *window.DataTree();
+  EXPECT_EQ(tree.SourceNames(), (std::vector<std::string>{"Orders", "Items"}));
+  EXPECT_EQ(tree.FieldsOf("Orders"), (std::vector<std::string>{"id", "customer", "amount"}));
+  EXPECT_EQ(tree.FieldsOf("Items"), (std::vector<std::string>{"order_id", "product"}));
+  const std::vector<std::string> choices = window.Inspector()->DataSourceChoices();
+  EXPECT_NE(std::find(choices.begin(), choices.end(), "Items"), choices.end());
 }
 
 }  // namespace
