@@ -69,6 +69,11 @@ void TToolbox::ShowArmed(std::optional<TRptElemType> Type) {
   setCurrentRow(static_cast<int>(*Type));
 }
 
+void TToolbox::startDrag(Qt::DropActions Actions) {
+  QListWidget::startDrag(Actions);
+  ShowArmed(std::nullopt);
+}
+
 QStringList TToolbox::mimeTypes() const { return {kElementMimeType}; }
 
 QMimeData* TToolbox::mimeData(const QList<QListWidgetItem*>& Items) const {

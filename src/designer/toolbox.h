@@ -23,6 +23,8 @@ class TToolbox : public QListWidget {
  protected:
   QMimeData* mimeData(const QList<QListWidgetItem*>& Items) const override;
   QStringList mimeTypes() const override;
+  // A dragged entry is not armed: its highlight goes when the drag ends.
+  void startDrag(Qt::DropActions Actions) override;
 };
 
 // The MIME type a toolbox entry is dragged as; the data is the kind's file spelling ("Label").
