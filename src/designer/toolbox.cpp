@@ -72,6 +72,7 @@ void TToolbox::ShowArmed(std::optional<TRptElemType> Type) {
 void TToolbox::startDrag(Qt::DropActions Actions) {
   QListWidget::startDrag(Actions);
   ShowArmed(std::nullopt);
+  emit ToolChosen(std::nullopt);
 }
 
 QStringList TToolbox::mimeTypes() const { return {kElementMimeType}; }
