@@ -102,7 +102,7 @@ int Main(int argc, char** argv) {
     if (command == "selftest") return RunSelfTest(args);
     throw EUsageError("unknown command \"" + command + "\"");
   } catch (const EUsageError& e) {
-    std::fprintf(stderr, "quillet: %s\nTry 'quillet --help' for more information.\n", e.what());
+    std::fprintf(stderr, "quillet: %s (try 'quillet --help')\n", e.what());
     return 2;
   } catch (const EQuilletError& e) {
     std::string text = e.what();

@@ -111,6 +111,8 @@ TEST(Cli, UsageErrorsExitWithTwo) {
     EXPECT_EQ(r.Status, 2) << (args.empty() ? "" : args[0]);
     EXPECT_EQ(r.Out, "");
     EXPECT_NE(r.Err.find("--help"), std::string::npos);
+    // One line: the problem and the hint together.
+    EXPECT_EQ(std::count(r.Err.begin(), r.Err.end(), '\n'), 1) << r.Err;
   }
   const TRun help = RunQuillet({"--help"});
   EXPECT_EQ(help.Status, 0);
@@ -132,7 +134,7 @@ TEST(Cli, DataOptionsAndTheirMessages) {
   // Written where "," is the decimal comma.
   dir.Write("semi.csv", "id;name;price\n1;Widget;12,5\n2;\"Gadget, large\";3\n");
   dir.Write("empty.db", "");  // SQLite takes an empty file for an empty database
-  const std::string usage = "\nTry 'quillet --help' for more information.\n";
+  const std::string usage = " (try 'quillet --help')\n";
   struct Case {
     std::vector<std::string> Args;  // after render r.qdr -o out.pdf
     int Status;
