@@ -10,6 +10,7 @@
 #include <QStatusBar>
 #include <QToolBar>
 #include <QActionGroup>
+#include <QApplication>
 #include <QClipboard>
 #include <QDockWidget>
 #include <QGuiApplication>
@@ -323,6 +324,15 @@ void TDesignerWindow::BuildActions() {
                       });
   snap->setCheckable(true);
   snap->setChecked(FSurface->Snap());
+  QMenu* help = menuBar()->addMenu(tr("&Help"));
+  add(help, "about", tr("&About Formwright"), QKeySequence(), [this] {
+    QMessageBox::about(this, tr("About Formwright"),
+                       tr("<b>Formwright %1</b><p>The report designer of Quillet.</p>"
+                          "<p>Select a field in the data tree, then click on a band to place it; click a kind in "
+                          "the toolbox, then on a band. F5 shows the report with the data it was started "
+                          "with.</p>")
+                           .arg(QApplication::applicationVersion()));
+  });
   add(view, "gridStep", tr("&Grid step..."), QKeySequence(), [this] {
     bool ok = false;
     const double step = QInputDialog::getDouble(this, tr("Grid step"), tr("Grid step in points:"),

@@ -86,6 +86,7 @@ int main(int argc, char** argv) {
   QApplication app(argc, argv);
   QApplication::setApplicationName("formwright");
   QApplication::setOrganizationName("Quillet");
+  QApplication::setApplicationVersion(QUILLET_VERSION);
   if (args.Preview) return RunPreview(args.Report, *data);
 
   TReportDocument doc;
