@@ -1,4 +1,4 @@
-// The limits that bound what one run may cost, each met right at the limit (the run succeeds)
+// The limits that bound what one run may cost (kMaxSubreportExpansions included), each met right at the limit (the run succeeds)
 // and just past it, through the quillet program: a structural limit ends the run with one line,
 // exit 1 and no file; a font past its limit is only replaced, with a warning.
 #include <gtest/gtest.h>
@@ -134,6 +134,28 @@ TEST(Limits, AtTheLimitRunsAndPastItStops) {
          return RenderArgs({"--data", "Rows=rows.csv"});
        },
        "t.qdr: Table D: 2x1001 cells exceed the limit of 1000"},
+      {"subreport expansions beneath one band",
+       [](const test::TTempDir& D, bool Past) {
+         // t.qdr holds a.qdr, which holds 99 times b.qdr (and past the limit one leaf more), each
+         // b.qdr 100 leaves: 1 + 99 + 9,900 expansions, the limit.
+         const auto holder = [](const std::string& File, int Count, float Height) {
+           std::vector<TJson> subs;
+           for (int i = 0; i < Count; ++i) {
+             TJson s = Label("s" + std::to_string(i), 0, 0, 100, "");
+             s["type"] = "Subreport", s["subReportFile"] = File, s["height"] = Height;
+             subs.push_back(s);
+           }
+           return subs;
+         };
+         D.Write("leaf.qdr", Report({Band("Summary", 10, {Label("l", 0, 0, 50, "leaf")})}));
+         D.Write("b.qdr", Report({Band("Summary", 20, holder("leaf.qdr", 100, 10))}));
+         std::vector<TJson> a = holder("b.qdr", 99, 20);
+         if (Past) a.push_back(holder("leaf.qdr", 1, 10)[0]);
+         D.Write("a.qdr", Report({Band("Summary", 20, a)}));
+         D.Write("t.qdr", Report({Band("Title", 40, holder("a.qdr", 1, 20))}));
+         return RenderArgs({});
+       },
+       "Subreport nesting too large in leaf.qdr"},
       {"report file array",
        [](const test::TTempDir& D, bool Past) {
          TJson table = Label("T", 0, 0, 500, "");
