@@ -242,8 +242,6 @@ TEST(ImageCodecs, BadDataRaisesErrorsNeverCrashes) {
       // row more is refused for its size.
       {"PNG of 10000 x 10000, cut short", ToBytes(PatchIhdr(png, 10000, 10000)), "image data is truncated"},
       {"PNG of 10000 x 10001", ToBytes(PatchIhdr(png, 10000, 10001)), "Image too large: 10000 x 10001"},
-      {"PNG of 100000000 x 1, cut short", ToBytes(PatchIhdr(png, 100000000, 1)), "image data is truncated"},
-      {"PNG of 100000001 x 1", ToBytes(PatchIhdr(png, 100000001, 1)), "Image too large: 100000001 x 1"},
       {"PNG of 0 x 9", ToBytes(PatchIhdr(png, 0, 9)), "Invalid PNG image"},
       {"PNG promising more than its data", ToBytes(PatchIhdr(png, 5000, 5000)), "image data is truncated"},
       {"PNG with a bad header CRC", ToBytes(PatchIhdr(png, 10, 9).replace(30, 1, "?")), "Invalid PNG image"},
