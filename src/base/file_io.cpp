@@ -50,6 +50,10 @@ void WriteFileAtomic(const std::string& FileName, std::string_view Bytes) {
 }
 
 TAtomicFileWriter::TAtomicFileWriter(std::string FileName) : FFileName(std::move(FileName)) {
+  // A folder in the way would only show when the finished file is renamed onto it.
+  struct stat target {};
+  if (::stat(FFileName.c_str(), &target) == 0 && S_ISDIR(target.st_mode))
+    throw EQuilletError(SysMessage("Cannot write file", FFileName, EISDIR), FFileName);
   std::string tmp = FFileName + ".XXXXXX.tmp";
   FFd = ::mkostemps(tmp.data(), 4, O_CLOEXEC);
   if (FFd < 0) throw EQuilletError(SysMessage("Cannot write file", FFileName, errno), FFileName);

@@ -67,8 +67,10 @@ TFontBytes LoadFontFileBytes(const std::string& FileName) {
     const auto it = FontCache().find(FileName);
     if (it != FontCache().end() && it->second.Size == size && it->second.MTimeNs == mtime) return it->second.Bytes;
   }
+  if (size > kMaxFontFileBytes) throw EQuilletError("Gecersiz font: dosya cok buyuk", FileName);
   // Read outside the lock: other threads keep finding the files already cached.
   const std::string text = ReadWholeFile(FileName);
+  if (static_cast<int64_t>(text.size()) > kMaxFontFileBytes) throw EQuilletError("Gecersiz font: dosya cok buyuk", FileName);
   auto bytes = std::make_shared<const std::vector<uint8_t>>(text.begin(), text.end());
   if (stamped) {
     const std::lock_guard<std::mutex> lock(GFontCacheMutex);

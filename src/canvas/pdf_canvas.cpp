@@ -25,7 +25,7 @@ constexpr double kKappaComplement = 0.4477152501692064;
 int64_t Thousandths(double V) {
   std::string s;
   s.reserve(24);
-  AppendDecimals(s, V, 3);
+  AppendPdfNumber(s, V);
   int64_t whole = 0, frac = 0;
   size_t i = s[0] == '-' ? 1 : 0;
   for (; i < s.size() && s[i] != '.'; ++i) whole = whole * 10 + (s[i] - '0');
@@ -135,7 +135,7 @@ void TPdfRptCanvas::SaveToFile() {
 
 // ---- numbers, colours, paths -------------------------------------------------------------------
 
-void TPdfRptCanvas::FmtF(double V) { AppendDecimals(FContent, V, 3); }
+void TPdfRptCanvas::FmtF(double V) { AppendPdfNumber(FContent, V); }
 
 void TPdfRptCanvas::EmitColor(uint32_t Rgb, const char* Op) {
   AppendDecimals(FContent, ((Rgb >> 16) & 0xFF) / 255.0, 3);

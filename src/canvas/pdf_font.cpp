@@ -136,6 +136,20 @@ TPDFFont::TPDFFont(TFontBytes AFontData, const std::string& ABaseFont, bool ABol
   }
   // The whole table directory must be there; FindTable then reads it freely.
   FFile.Need(12, uint64_t{FFile.U16(4)} * 16);
+  // No table, needed or not, may claim more than a sane size: later reads (the subset copies
+  // hinting tables whole) then never meet one.
+  for (uint32_t i = 0; i < FFile.U16(4); ++i) {
+    const uint64_t entry = 12 + uint64_t{i} * 16;
+    if (FFile.U32(entry + 12) > kMaxFontTableBytes) {
+      const uint32_t tag = FFile.U32(entry);
+      std::string name;
+      for (int shift = 24; shift >= 0; shift -= 8) {
+        const char c = static_cast<char>((tag >> shift) & 0xFF);
+        name += c >= 0x20 && c < 0x7F ? c : '?';
+      }
+      throw EQuilletError("Gecersiz font: " + name + " tablosu cok buyuk", std::string(), static_cast<int64_t>(entry));
+    }
+  }
 
   const TTableRef head = FindTable("head");
   if (!head.Found) throw EQuilletError("Font: head tablosu yok");

@@ -18,6 +18,12 @@ namespace quillet {
 
 class TPDFVectorWriter;
 
+// Bytes of one table of a font file: the largest fonts in use (CJK families) carry outline tables
+// of about 20 MB; a directory claiming more is damage, and the subset would copy it whole.
+inline constexpr uint64_t kMaxFontTableBytes = uint64_t{64} << 20;
+// Bytes of a font file, which is read whole: a file larger than any real font is not read at all.
+inline constexpr int64_t kMaxFontFileBytes = int64_t{128} << 20;
+
 // Font file bytes, shared and immutable: many fonts (and documents) can hold one file's bytes.
 using TFontBytes = std::shared_ptr<const std::vector<uint8_t>>;
 

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -67,8 +68,19 @@ void AppendUtf16Hex(std::string& S, std::string_view Utf8) {
 
 }  // namespace
 
+double ClampPdfNumber(double V) noexcept {
+  if (std::isnan(V)) return 0;
+  return V > kMaxPdfNumber ? kMaxPdfNumber : V < -kMaxPdfNumber ? -kMaxPdfNumber : V;
+}
+
+void AppendPdfNumber(std::string& Out, double V) { AppendDecimals(Out, ClampPdfNumber(V), 3); }
+
 TPDFVectorWriter::TPDFVectorWriter(const std::string& TargetFileName)
     : FTargetFileName(TargetFileName), FBuf(std::make_unique_for_overwrite<char[]>(BufSize)) {
+  // A folder in the way would only show when the finished file is renamed onto it.
+  struct stat target {};
+  if (::stat(TargetFileName.c_str(), &target) == 0 && S_ISDIR(target.st_mode))
+    throw EQuilletError("Cannot write file \"" + FTargetFileName + "\": " + std::strerror(EISDIR), FTargetFileName);
   std::string tmp = TargetFileName + ".XXXXXX.tmp";
   FFd = ::mkostemps(tmp.data(), 4, O_CLOEXEC);
   if (FFd < 0) {
@@ -368,9 +380,11 @@ void TPDFVectorWriter::WritePageObject(int32_t N, double WidthPt, double HeightP
   Append("<< /Type /Page /Parent ");
   AppendInt(FPagesObj);
   Append(" 0 R\n   /MediaBox [0 0 ");
-  W(FormatDecimals(WidthPt, 3));
-  Append(" ");
-  W(FormatDecimals(HeightPt, 3));
+  std::string size;
+  AppendPdfNumber(size, WidthPt);
+  size += ' ';
+  AppendPdfNumber(size, HeightPt);
+  W(size);
   Append("]\n   /Resources ");
   W(ResourcesDict);
   Append("\n   /Contents ");

@@ -26,6 +26,17 @@
 
 namespace quillet {
 
+// The largest magnitude of a number in page content and page sizes. Readers hold such numbers in
+// 32-bit floats or fixed point, some refuse integers of more than 32 bits, and a page is never
+// larger than this many points.
+inline constexpr double kMaxPdfNumber = 32767;
+
+// The number formatter of the vector output: V with at most three decimals ("0.###"), limited to
+// ±kMaxPdfNumber (NaN as 0), so that no report, however wild its sizes, writes a number a reader
+// rejects. Every coordinate, size and width of page content and page boxes goes through it.
+void AppendPdfNumber(std::string& Out, double V);
+double ClampPdfNumber(double V) noexcept;
+
 class TPDFVectorWriter {
  public:
   // Creates the temporary file in the target's folder and writes the header. Raises EQuilletError

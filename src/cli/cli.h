@@ -51,8 +51,9 @@ struct TScreenResult {
 };
 TScreenResult RenderScreenPages(TReportEngine& Engine, const TScreenRender& Options);
 
-// While it lives, Ctrl-C asks Engine to cancel its run (EReportCancelled at the next page it
-// begins) and is remembered; the previous handler comes back afterwards.
+// While it lives, Ctrl-C (SIGINT), SIGTERM and SIGHUP ask Engine to cancel its run
+// (EReportCancelled at the next band, subreport or page it begins) and are remembered; the
+// previous handlers come back afterwards.
 class TInterruptGuard {
  public:
   explicit TInterruptGuard(TReportEngine& Engine);
@@ -60,6 +61,8 @@ class TInterruptGuard {
   TInterruptGuard(const TInterruptGuard&) = delete;
   TInterruptGuard& operator=(const TInterruptGuard&) = delete;
   static bool Interrupted();
+  // "interrupted", or "interrupted by SIGTERM" / "by SIGHUP": the start of the line that says so.
+  static std::string Cause();
 
  private:
   struct TSaved;

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <new>
 #include <string>
@@ -24,13 +25,17 @@ namespace quillet::cli {
 
 namespace {
 
-// Ctrl-C: the handler only flags the run; the engine stops at the next page it begins, and its
-// PDF writer removes the unfinished file on the way out.
+// Ctrl-C, SIGTERM and SIGHUP: the handler only flags the run; the engine stops at the next band,
+// subreport or page it begins, and its PDF writer removes the unfinished file on the way out.
 std::atomic<bool> GInterrupted{false};
+std::atomic<int> GSignal{0};
 std::atomic<TReportEngine*> GRunningEngine{nullptr};
-static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<TReportEngine*>::is_always_lock_free);
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<TReportEngine*>::is_always_lock_free &&
+              std::atomic<int>::is_always_lock_free);
+constexpr int kCancelSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
-extern "C" void OnInterrupt(int) {
+extern "C" void OnInterrupt(int Signal) {
+  GSignal.store(Signal, std::memory_order_relaxed);
   GInterrupted.store(true, std::memory_order_relaxed);
   if (TReportEngine* e = GRunningEngine.load(std::memory_order_relaxed)) e->RequestCancel();
 }
@@ -83,24 +88,36 @@ std::string SizeText(uintmax_t Bytes) {
 }  // namespace
 
 struct TInterruptGuard::TSaved {
-  struct sigaction Action {};
+  struct sigaction Action[std::size(kCancelSignals)] {};
 };
 
 TInterruptGuard::TInterruptGuard(TReportEngine& Engine) : FOld(std::make_unique<TSaved>()) {
   GInterrupted.store(false);
+  GSignal.store(0);
   GRunningEngine.store(&Engine);
   struct sigaction sa {};
   sa.sa_handler = OnInterrupt;
   sigemptyset(&sa.sa_mask);
-  ::sigaction(SIGINT, &sa, &FOld->Action);
+  for (size_t i = 0; i < std::size(kCancelSignals); ++i) ::sigaction(kCancelSignals[i], &sa, &FOld->Action[i]);
 }
 
 TInterruptGuard::~TInterruptGuard() {
-  ::sigaction(SIGINT, &FOld->Action, nullptr);
+  for (size_t i = 0; i < std::size(kCancelSignals); ++i) ::sigaction(kCancelSignals[i], &FOld->Action[i], nullptr);
   GRunningEngine.store(nullptr);
 }
 
 bool TInterruptGuard::Interrupted() { return GInterrupted.load(std::memory_order_relaxed); }
+
+std::string TInterruptGuard::Cause() {
+  switch (GSignal.load(std::memory_order_relaxed)) {
+    case SIGTERM:
+      return "interrupted by SIGTERM";
+    case SIGHUP:
+      return "interrupted by SIGHUP";
+    default:
+      return "interrupted";
+  }
+}
 
 void PrintWarnings(const std::vector<std::string>& Lines, size_t Total) {
   size_t shown = 0;
@@ -128,13 +145,14 @@ int RunRender(const TArgs& Args) {
   engine.SetStrict(opt.Strict);
   if (opt.Compression >= 0) engine.SetPdfCompressionLevel(opt.Compression);
   if (opt.JpegQuality >= 0) engine.SetPdfJpegQuality(opt.JpegQuality);
+  if (opt.MaxPages > 0) engine.SetMaxPages(opt.MaxPages);
   TRunData data(opt, engine);
 
   TInterruptGuard interruptGuard(engine);
   TProgressLine progress;
   const auto interrupted = [&progress, &opt]() {
     progress.Clear();
-    std::fprintf(stderr, "quillet: interrupted; %s not written\n", opt.OutFile.c_str());
+    std::fprintf(stderr, "quillet: %s; %s not written\n", TInterruptGuard::Cause().c_str(), opt.OutFile.c_str());
     return 130;
   };
 

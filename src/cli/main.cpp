@@ -1,3 +1,4 @@
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <iostream>
@@ -17,7 +18,7 @@ const char* const kUsage =
     "Commands:\n"
     "  render REPORT.qdr [MORE.qdr ...] -o OUT.pdf [--data NAME=SOURCE]... [--main NAME]\n"
     "         [--link DETAIL.FIELD=MASTER.FIELD]... [--var NAME=VALUE]... [--fonts DIR]...\n"
-    "         [--csv-separator C] [--compression LEVEL] [--jpeg-quality Q] [--strict]\n"
+    "         [--csv-separator C] [--compression LEVEL] [--jpeg-quality Q] [--strict] [--max-pages N]\n"
     "                                          run reports over data sets into one PDF\n"
     "     SOURCE: FILE.csv | FILE.json | sqlite:FILE.db:SQL (SQL may use :Source.Field parameters)\n"
     "     --main NAME: the data source that an empty name means (default: the first --data)\n"
@@ -28,6 +29,7 @@ const char* const kUsage =
     "     --jpeg-quality Q: images other than JPEG files as JPEG at quality Q (1 to 100) instead of\n"
     "         losslessly (0, the default); JPEG files are embedded as they are\n"
     "     --strict: any warning fails the run (exit 1) and leaves an existing OUT as it was\n"
+    "     --max-pages N: stop a run that begins more than N pages (default 100000)\n"
     "  preview REPORT.qdr [MORE.qdr ...] [DATA OPTIONS]\n"
     "                                          show the reports in the preview window\n"
     "  print REPORT.qdr [MORE.qdr ...] [--printer NAME] [DATA OPTIONS]\n"
@@ -61,7 +63,8 @@ const char* const kUsage =
     "~/.config), in $QUILLET_DESIGNER, beside this program and in the folder above it, in ../bin and on\n"
     "PATH; design --preview then also tries Designer/formwright beside this program and in each\n"
     "folder above it.\n"
-    "Exit status: 0 success, 1 failure while running, 2 usage error, 130 interrupted.\n";
+    "Exit status: 0 success, 1 failure while running, 2 usage error, 130 interrupted (Ctrl-C,\n"
+    "SIGTERM or SIGHUP: nothing is written).\n";
 
 }  // namespace
 
@@ -123,4 +126,9 @@ int Main(int argc, char** argv) {
 
 }  // namespace quillet::cli
 
-int main(int argc, char** argv) { return quillet::cli::Main(argc, argv); }
+int main(int argc, char** argv) {
+  // A file size limit (ulimit -f) or a full quota then fails the write with one line, instead of
+  // killing the process and leaving its temporary file behind.
+  ::signal(SIGXFSZ, SIG_IGN);
+  return quillet::cli::Main(argc, argv);
+}

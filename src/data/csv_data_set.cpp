@@ -87,6 +87,10 @@ void TCsvReader::Fail(const std::string& Problem, int64_t Offset) const {
                       FFileName, Offset);
 }
 
+void TCsvReader::FailTooLong(const char* What, size_t Limit, int64_t Offset) const {
+  Fail(std::string("a ") + What + " longer than " + std::to_string(Limit) + " bytes", Offset);
+}
+
 void TCsvReader::Seek(int64_t Offset) {
   // Moving within the buffered window needs no system call: the walker steps back one record
   // and returns at every group break, and each record is re-read at its offset.
@@ -164,6 +168,7 @@ bool TCsvReader::ReadRecord(std::vector<std::string>& Cells, int64_t& Start) {
           Get();
         }
         cell.push_back(static_cast<char>(c));
+        if (cell.size() > kMaxCsvCellBytes) FailTooLong("cell", kMaxCsvCellBytes, Start);
       }
       c = Get();
       if (c != FSeparator && c != '\n' && c != '\r' && c >= 0)
@@ -183,6 +188,7 @@ bool TCsvReader::ReadRecord(std::vector<std::string>& Cells, int64_t& Start) {
         cell.append(b, p);
         FBufPos += static_cast<size_t>(p - b);
         FPos += p - b;
+        if (cell.size() > kMaxCsvCellBytes) FailTooLong("cell", kMaxCsvCellBytes, Start);
         if (p < e) {
           c = Get();
           if (c == '"') Fail("quote inside an unquoted field", Start);
@@ -190,6 +196,9 @@ bool TCsvReader::ReadRecord(std::vector<std::string>& Cells, int64_t& Start) {
         }
       }
     }
+    // The record's length so far, without the line break just read.
+    if (FPos - Start - (c >= 0 && c != FSeparator ? 1 : 0) > kMaxCsvRecordBytes)
+      FailTooLong("record", static_cast<size_t>(kMaxCsvRecordBytes), Start);
     if (c == FSeparator) continue;
     if (c == '\r' && Peek() == '\n') Get();
     Cells.resize(count);

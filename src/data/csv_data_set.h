@@ -16,8 +16,15 @@
 
 namespace quillet {
 
-// Reads CSV records from a file at byte offsets. Malformed quoting raises EQuilletError naming
-// the file and the offset of the record.
+// Bytes of one cell: a megabyte of text is hundreds of pages; beyond it a file is damaged (an
+// unbalanced quote swallowing the rest) or not meant as data.
+inline constexpr size_t kMaxCsvCellBytes = 1048576;
+// Bytes of one record, its line breaks inside quotes included: bounds what one record costs
+// (every cell is held at once, a string each) however the bytes are split into cells.
+inline constexpr int64_t kMaxCsvRecordBytes = 2097152;
+
+// Reads CSV records from a file at byte offsets. Malformed quoting, and a cell or record longer
+// than the limits above, raise EQuilletError naming the file and the offset of the record.
 class TCsvReader {
  public:
   explicit TCsvReader(std::string FileName, char Separator = ',');
@@ -44,6 +51,7 @@ class TCsvReader {
   int Get();
   int Peek();
   [[noreturn]] void Fail(const std::string& Problem, int64_t Offset) const;
+  [[noreturn]] void FailTooLong(const char* What, size_t Limit, int64_t Offset) const;
 
   std::string FFileName;
   char FSeparator;

@@ -13,9 +13,7 @@ namespace {
 
 using json = nlohmann::ordered_json;  // keeps keys in file order
 
-// Nested values are written back as JSON text, which recurses; a cap keeps hostile input from
-// exhausting the stack.
-constexpr int kMaxDepth = 256;
+constexpr int kMaxDepth = kMaxJsonDataNesting;
 
 [[noreturn]] void Fail(const std::string& FileName, const std::string& Problem, int64_t Offset = -1) {
   throw EQuilletError("Invalid JSON data in " + FileName + ": " + Problem, FileName, Offset);
@@ -61,7 +59,7 @@ void ParseJsonRecords(std::string_view Text, const std::string& FileName, std::v
   json doc;
   try {
     doc = json::parse(Text.begin(), Text.end(), [&](int Depth, json::parse_event_t, json&) {
-      if (Depth > kMaxDepth) Fail(FileName, "nesting deeper than " + std::to_string(kMaxDepth) + " levels");
+      if (Depth >= kMaxDepth) Fail(FileName, "nesting deeper than " + std::to_string(kMaxDepth) + " levels");
       return true;
     });
   } catch (const json::parse_error& e) {

@@ -9,6 +9,10 @@
 
 namespace quillet {
 
+// Levels of JSON nesting in a data file: nested values are kept as their JSON text, which is
+// written recursively; a bound keeps hostile input from exhausting the stack.
+inline constexpr int kMaxJsonDataNesting = 256;
+
 class TJsonDataSet : public TMemDataSet {
  public:
   // The file is read and parsed whole when the field defs are asked for or the set opens.

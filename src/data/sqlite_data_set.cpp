@@ -158,6 +158,8 @@ void TSqliteDataSet::Prepare() {
     throw EQuilletError("Cannot open database " + FDatabaseFile + " for data set " + Name() + ": " + msg,
                         FDatabaseFile);
   }
+  // A writer holding the database gets this long to finish; then "database is locked" fails the run.
+  sqlite3_busy_timeout(FDb, kSqliteBusyTimeoutMs);
   std::vector<TSqlSourceParam> params;
   std::string sql = RewriteSourceParams(FSql, params);
   const char* tail = nullptr;

@@ -20,6 +20,11 @@ struct sqlite3_stmt;
 
 namespace quillet {
 
+// How long a query waits for a database that another connection holds locked (milliseconds):
+// long enough for a writer's transaction to end, short enough that a stuck one fails the run.
+inline constexpr int kSqliteBusyTimeoutMs = 5000;
+
+
 // One ":Source.Field" reference of a query.
 struct TSqlSourceParam {
   std::string Source, Field;

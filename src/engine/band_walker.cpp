@@ -50,6 +50,13 @@ void TReportEngine::CvFindHdrFtr() {
 
 void TReportEngine::CvBeginPage() {
   if (CancelRequested()) throw EReportCancelled();
+  // A band taller than the page body, or data without end, would otherwise add pages forever.
+  if (FRunPages + ++FCvPassPages > FMaxPages) {
+    const std::string file = FReportFile.empty() ? std::string("report") : FReportFile;
+    throw EQuilletError(file + ": more than " + std::to_string(FMaxPages) +
+                            " pages; stopped at the limit of pages per run",
+                        FReportFile);
+  }
   FCvPageNum += 1;
   SetVariable("PageNo", std::to_string(FCvPageNum));
   if (FCvTotalPages > 0) SetVariable("TotalPages", std::to_string(FCvTotalPages));
@@ -126,6 +133,9 @@ bool TReportEngine::CvBandVisible(const TReportBand& Band, bool IsFirstPage) con
 }
 
 void TReportEngine::CvRenderBand(const TReportBand& Band, float Y) {
+  // A page can take long (thousands of records in bands of no height, subreports fanning out):
+  // a cancel request is honoured band by band, not only when the next page begins.
+  if (CancelRequested()) throw EReportCancelled();
   // A band of the outer report starts a fresh budget of subreport expansions.
   if (FSubreportChain.empty()) FSubreportExpansions = 0;
   const TReportBand* savedBand = FCvCurBand;

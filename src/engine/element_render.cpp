@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <filesystem>
+#include <new>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -22,6 +24,15 @@ namespace quillet {
 namespace {
 
 bool Visible(TAlphaColor C) { return (C >> 24) != 0; }
+
+// Whether the box from (X1, Y1) to (X2, Y2), widened by Slack, misses the page entirely (or has
+// no position at all). Such an element shows nothing, and its far-away numbers would only burden
+// the file.
+bool WhollyOffPage(const TReportPage& Page, double X1, double Y1, double X2, double Y2, double Slack) {
+  if (!std::isfinite(X1) || !std::isfinite(Y1) || !std::isfinite(X2) || !std::isfinite(Y2)) return true;
+  return std::max(X1, X2) + Slack < 0 || std::min(X1, X2) - Slack > Page.PageWidth || std::max(Y1, Y2) + Slack < 0 ||
+         std::min(Y1, Y2) - Slack > Page.PageHeight;
+}
 
 bool RegularFileExists(const std::string& Path) {
   std::error_code ec;
@@ -195,6 +206,11 @@ void TReportEngine::CvRenderEl(const TReportElement& El, float BandTop, float Of
   const float x = OffsetX + El.Left + FCvBaseX;
   const float y = BandTop + El.Top;
   const TRectF r{x, y, x + El.Width, y + El.Height};
+  const double slack = 1.0 + std::max({0.0, double(El.BorderWidth), double(El.StrokeWidth)});
+  if (!FCvDesign && FCvPage &&
+      (El.ElemType == retLine ? WhollyOffPage(*FCvPage, x, y, OffsetX + El.X2 + FCvBaseX, BandTop + El.Y2, slack)
+                              : WhollyOffPage(*FCvPage, r.Left, r.Top, r.Right, r.Bottom, slack)))
+    return;
   const TRptFont font = RptFont(El.FontName, El.FontSize, El.FontBold, El.FontItalic);
 
   switch (El.ElemType) {
@@ -241,7 +257,17 @@ void TReportEngine::CvRenderEl(const TReportElement& El, float BandTop, float Of
         break;
       }
       if (path.empty()) break;
-      const TRptBitmap bmp = LoadImageFile(path);
+      // Image files are read tolerantly: a damaged one is drawn as a missing one is, with a warning.
+      TRptBitmap bmp;
+      try {
+        bmp = LoadImageFile(path);
+      } catch (const EQuilletError& e) {
+        AddWarning(CurrentElementPlace() + ": image file " + path + " cannot be read (" + e.what() + "); not drawn");
+        break;
+      } catch (const std::bad_alloc&) {
+        AddWarning(CurrentElementPlace() + ": image file " + path + " cannot be read (out of memory); not drawn");
+        break;
+      }
       c.DrawImage(r, bmp, El.ImageScale);
       break;
     }

@@ -190,24 +190,24 @@ std::string TReportEngine::ResolveText(const TReportElement& El) {
   if (!df.empty()) {
     const bool qualified = df.find('.') != std::string::npos;
     if (!qualified && FCurrentDS && FCurrentDS->Active()) {
-      if (TField* f = FCurrentDS->FindField(df)) return f->DisplayText();
+      if (TField* f = FCurrentDS->FindField(df)) return CheckTextLength(f->DisplayText());
     }
     if (qualified || (FCurrentDS && FCurrentDS->Active())) {
       TExprProblem problem;
       TExprValue v = EvalExpression(df, FFieldFunc, FVarFunc, FAggFunc, &problem);
       if (problem) WarnTextProblems({TTextProblem{df, 1, std::move(problem)}}, true);
-      return v.IsNull() ? std::string() : v.ToText();
+      return v.IsNull() ? std::string() : CheckTextLength(v.ToText());
     }
   }
   const std::string& t = El.Text;
   if (t.size() >= 2 && t.front() == '{' && t.back() == '}') {
     TExprValue v;
-    if (ResolveVarValue(t.substr(1, t.size() - 2), v)) return v.ToText();
+    if (ResolveVarValue(t.substr(1, t.size() - 2), v)) return CheckTextLength(v.ToText());
   }
   std::vector<TTextProblem> problems;
   std::string out = EvalText(t, FFieldFunc, FVarFunc, FAggFunc, &problems);
   if (!problems.empty()) WarnTextProblems(problems);
-  return out;
+  return CheckTextLength(std::move(out));
 }
 
 std::string TReportEngine::ResolveCellText(const std::string& S) {
@@ -215,7 +215,7 @@ std::string TReportEngine::ResolveCellText(const std::string& S) {
   std::vector<TTextProblem> problems;
   std::string out = EvalText(S, FFieldFunc, FVarFunc, FAggFunc, &problems);
   if (!problems.empty()) WarnTextProblems(problems);
-  return out;
+  return CheckTextLength(std::move(out));
 }
 
 bool TReportEngine::PageNeedsTotalPages(const TReportPage* Page) {

@@ -112,7 +112,10 @@ int32_t TReportEngine::RunPass(TReportPage& Page, const IRptCanvasPtr& Canvas, c
                                                         : Pass.TotalPagesText);
   if (!Pass.CountOnly) ResetAggregates();
   WarnReport(Page);
+  FCvPassPages = 0;
   CvExecuteReport();
+  // A counting pass is followed by a drawing pass of the same pages: only drawn pages add up.
+  if (!Pass.CountOnly) FRunPages += FCvPassPages;
   return FCvPageNum;
 }
 

@@ -44,6 +44,14 @@ std::string UserDocumentsFolder();
 inline constexpr int64_t kMaxSubreportExpansions = 10000;
 // Warnings kept per output operation.
 inline constexpr size_t kMaxWarnings = 100;
+// Pages one output operation may begin (counting passes included), unless set otherwise:
+// far above any report a person reads, low enough that a report adding pages without end stops
+// in seconds instead of filling the disk.
+inline constexpr int64_t kMaxPagesPerRun = 100000;
+// Bytes of the resolved text of one element or table cell: a megabyte is hundreds of pages of
+// prose; longer text comes from a runaway expression or a wrong field, and measuring and wrapping
+// it would hold the run for minutes.
+inline constexpr size_t kMaxElementTextBytes = 1048576;
 
 // The names of the built-in variables, in upper case, each English name followed by its Turkish
 // ones: D, DATE, TARIH, TIME, SAAT, ... A name matches in any case (the Turkish dotted and dotless
@@ -190,8 +198,14 @@ class TReportEngine : public TComponent, private IDataSetFreeNotify {
   // over all depths; past it the run stops with "Subreport nesting too large in FILE".
   int64_t SubreportExpansionLimit() const noexcept { return FSubreportExpansionLimit; }
   void SetSubreportExpansionLimit(int64_t Limit) noexcept;
+  // The pages one output operation may begin, counting passes and every report of a multi-report
+  // PDF included; past it the run stops with EQuilletError ("... more than N pages ..."). At
+  // least 1; kMaxPagesPerRun by default.
+  int64_t MaxPages() const noexcept { return FMaxPages; }
+  void SetMaxPages(int64_t Limit) noexcept { FMaxPages = Limit < 1 ? 1 : Limit; }
   // Parsed subreport files are kept from one pass to the next; the drivers clear them at the
-  // start and end of each output operation, and so should a caller of RunPass.
+  // start and end of each output operation, and so should a caller of RunPass. A subreport file
+  // that cannot be read (not JSON, a limit broken) is drawn empty, with a warning.
   void ClearSubreportCache();
 
   // ---- Events -----------------------------------------------------------------------------
@@ -206,8 +220,8 @@ class TReportEngine : public TComponent, private IDataSetFreeNotify {
   // Hands Message to the message hook (stderr without one). Editors and drivers of other
   // modules speak to the user through it too.
   void ShowMessage(const std::string& Message);
-  // Asks the running report to stop: the next page it begins (counting passes included) raises
-  // EReportCancelled. The request holds until the output operation ends, and is cleared then,
+  // Asks the running report to stop: the next band or subreport it draws, or the next page it
+  // begins (counting passes included), raises EReportCancelled. The request holds until the output operation ends, and is cleared then,
   // so that the engine can run again. Safe to call from another thread or a signal handler.
   void RequestCancel() noexcept { FCancelRequested.store(true, std::memory_order_relaxed); }
   bool CancelRequested() const noexcept { return FCancelRequested.load(std::memory_order_relaxed); }
@@ -219,7 +233,9 @@ class TReportEngine : public TComponent, private IDataSetFreeNotify {
   // between two of them still stops the rest.
   class TOutputScope {
    public:
-    explicit TOutputScope(TReportEngine& Engine) noexcept : FEngine(Engine) { ++FEngine.FOutputDepth; }
+    explicit TOutputScope(TReportEngine& Engine) noexcept : FEngine(Engine) {
+      if (FEngine.FOutputDepth++ == 0) FEngine.FRunPages = 0;
+    }
     ~TOutputScope() {
       if (--FEngine.FOutputDepth == 0) FEngine.ClearCancel();
     }
@@ -384,6 +400,11 @@ class TReportEngine : public TComponent, private IDataSetFreeNotify {
   // Warns of the problems of an element's placeholders met while drawing it.
   // (DataField: the problems are of the element's data field, not of placeholders.)
   void WarnTextProblems(const std::vector<TTextProblem>& Problems, bool DataField = false);
+  // Where the element being drawn is, as warnings name it: "FILE: bands[B].elements[E] (Type
+  // \"name\")"; "" when no element is being drawn.
+  std::string CurrentElementPlace() const;
+  // Text, unless it is longer than kMaxElementTextBytes: then the run stops naming the element.
+  std::string CheckTextLength(std::string Text) const;
   // "data source \"Name\"", or how the main data set is called.
   std::string DataSetLabel(const std::string& Name) const;
   static std::string SubreportKey(const std::string& File);
@@ -476,6 +497,9 @@ class TReportEngine : public TComponent, private IDataSetFreeNotify {
   TMessageHook FMessageHook;
   std::atomic<bool> FCancelRequested{false};
   int FOutputDepth = 0;  // output operations running, nested ones included
+  int64_t FMaxPages = kMaxPagesPerRun;
+  int64_t FRunPages = 0;   // pages of the finished drawing passes of this output operation
+  int64_t FCvPassPages = 0;  // pages the running pass has begun
   // Subreports: the files being drawn, outermost first; expansions beneath the outer band now
   // drawing; parsed files kept for one output operation.
   std::vector<std::string> FSubreportChain;
@@ -484,6 +508,7 @@ class TReportEngine : public TComponent, private IDataSetFreeNotify {
   std::map<std::string, std::unique_ptr<TReportPage>> FSubreportCache;
   std::set<std::string> FSubreportCycleWarned;
   std::map<std::string, std::string> FSubreportLabels;  // cache key -> the file as located
+  std::map<std::string, std::string> FSubreportProblems;  // cache key -> why the file cannot be read
 
   // The evaluator's callbacks, made once so resolving a text allocates no closures.
   TGetIdentValueFunc FFieldFunc;

@@ -228,7 +228,14 @@ class TReportEngine::TLinter {
       return;
     }
     TReportPage* sub = E.CachedSubreport(file);
-    if (!sub || !FVisited.insert(E.SubreportKey(file)).second) return;
+    if (!sub) {
+      const auto problem = E.FSubreportProblems.find(E.SubreportKey(file));
+      if (problem != E.FSubreportProblems.end())
+        Add(Place + ": subreport file " + Quote(El.SubReportFile) + " cannot be read (" + problem->second +
+            "); it is left empty");
+      return;
+    }
+    if (!FVisited.insert(E.SubreportKey(file)).second) return;
     TLinter inner(E, FOut, FVisited);
     inner.Check(*sub, file);
   }
@@ -258,8 +265,15 @@ TReportPage* TReportEngine::CachedSubreport(const std::string& File) {
   const std::string key = SubreportKey(File);
   auto it = FSubreportCache.find(key);
   if (it == FSubreportCache.end()) {
+    // A subreport file is read tolerantly, like an image: one that cannot be read is left empty
+    // and the check of the report says why.
     auto page = std::make_unique<TReportPage>();
-    page->LoadFromFile(File);
+    try {
+      page->LoadFromFile(File);
+    } catch (const EQuilletError& e) {
+      page.reset();
+      FSubreportProblems[key] = e.Detail().empty() ? e.what() : std::string(e.what()) + ": " + e.Detail();
+    }
     it = FSubreportCache.emplace(key, std::move(page)).first;
     FSubreportLabels[key] = File;
   }
@@ -291,25 +305,41 @@ void TReportEngine::WarnReport(const TReportPage& Page) {
   for (const std::string& w : CheckReport(Page, label)) AddWarning(w);
 }
 
+std::string TReportEngine::CurrentElementPlace() const {
+  if (!FCvCurEl || !FCvCurBand || !FCvBandSrc) return std::string();
+  const auto& bands = FCvBandSrc->Bands;
+  size_t bi = 0, ei = 0;
+  while (bi < bands.size() && bands[bi].get() != FCvCurBand) ++bi;
+  if (bi == bands.size()) return std::string();
+  const auto& els = FCvCurBand->Elements;
+  while (ei < els.size() && els[ei].get() != FCvCurEl) ++ei;
+  if (ei == els.size()) return std::string();
+  std::string label = FReportFile.empty() ? std::string("report") : FReportFile;
+  if (!FSubreportChain.empty()) {
+    auto it = FSubreportLabels.find(FSubreportChain.back());
+    label = it != FSubreportLabels.end() ? it->second : FSubreportChain.back();
+  }
+  return ElementPlace(label, bi, ei, *FCvCurEl);
+}
+
+std::string TReportEngine::CheckTextLength(std::string Text) const {
+  if (Text.size() <= kMaxElementTextBytes) return Text;
+  std::string place = CurrentElementPlace();
+  if (place.empty()) place = FReportFile.empty() ? std::string("report") : FReportFile;
+  throw EQuilletError(place + ": text of " + std::to_string(Text.size()) + " bytes exceeds the limit of " +
+                          std::to_string(kMaxElementTextBytes) + " bytes",
+                      FReportFile);
+}
+
 void TReportEngine::WarnTextProblems(const std::vector<TTextProblem>& Problems, bool DataField) {
   // Names were checked before the walk, against the data sets and variables; what is left are
   // the problems a value brings, which only drawing can meet.
   if (!FCvCurEl || !FCvCurBand || !FCvBandSrc) return;
   for (const TTextProblem& p : Problems) {
     if (p.Problem.Kind == TExprProblemKind::UnknownName) continue;
-    const auto& bands = FCvBandSrc->Bands;
-    size_t bi = 0, ei = 0;
-    while (bi < bands.size() && bands[bi].get() != FCvCurBand) ++bi;
-    if (bi == bands.size()) return;
-    const auto& els = FCvCurBand->Elements;
-    while (ei < els.size() && els[ei].get() != FCvCurEl) ++ei;
-    if (ei == els.size()) return;
-    std::string label = FReportFile.empty() ? std::string("report") : FReportFile;
-    if (!FSubreportChain.empty()) {
-      auto it = FSubreportLabels.find(FSubreportChain.back());
-      label = it != FSubreportLabels.end() ? it->second : FSubreportChain.back();
-    }
-    AddWarning(ElementPlace(label, bi, ei, *FCvCurEl) + ": " + DescribeExprProblem(p.Problem) + " in " +
+    const std::string place = CurrentElementPlace();
+    if (place.empty()) return;
+    AddWarning(place + ": " + DescribeExprProblem(p.Problem) + " in " +
                (DataField ? "dataField " + Quote(p.Placeholder) : "[" + p.Placeholder + "]"));
   }
 }

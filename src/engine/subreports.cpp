@@ -42,6 +42,7 @@ std::string TReportEngine::LocateSubreport(const TReportElement& El) const {
 
 void TReportEngine::ClearSubreportCache() {
   FSubreportCache.clear();
+  FSubreportProblems.clear();
   FSubreportCycleWarned.clear();
   FSubreportLabels.clear();
 }
@@ -51,6 +52,7 @@ void TReportEngine::SetSubreportExpansionLimit(int64_t Limit) noexcept {
 }
 
 TReportPage* TReportEngine::EnterSubreport(const TReportElement& El, std::string& Key) {
+  if (CancelRequested()) throw EReportCancelled();
   if (static_cast<int>(FSubreportChain.size()) >= kMaxSubreportDepth) return nullptr;
   const std::string file = LocateSubreport(El);
   if (file.empty()) return nullptr;
@@ -64,6 +66,7 @@ TReportPage* TReportEngine::EnterSubreport(const TReportElement& El, std::string
   if (++FSubreportExpansions > FSubreportExpansionLimit)
     throw EQuilletError("Subreport nesting too large in " + file, file);
   TReportPage* page = CachedSubreport(file);
+  if (!page) return nullptr;  // damaged: the check of the report warned
   FSubreportChain.push_back(Key);
   return page;
 }

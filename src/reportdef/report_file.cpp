@@ -4,6 +4,7 @@
 #include <cfloat>
 #include <cmath>
 #include <cstdint>
+#include <filesystem>
 #include <limits>
 #include <string>
 #include <vector>
@@ -541,6 +542,48 @@ std::string ParseErrorDetail(const std::string& What) {
   return R;
 }
 
+// The nesting and the container sizes of JSON text, bounded before it is parsed (the parser's own
+// hooks would cost far more than the parse). Strings are skipped; whatever else is malformed is
+// left to the parser to report.
+void CheckJsonShape(std::string_view S) {
+  struct TLevel {
+    size_t Items = 0;
+    bool Array = false;
+  };
+  std::vector<TLevel> Open;
+  bool InString = false;
+  for (size_t I = 0; I < S.size(); ++I) {
+    const char C = S[I];
+    if (InString) {
+      if (C == '\\') ++I;
+      else if (C == '"') InString = false;
+      continue;
+    }
+    if (C == ' ' || C == '\t' || C == '\n' || C == '\r') continue;
+    if (C == ']' || C == '}') {
+      if (!Open.empty()) Open.pop_back();
+      continue;
+    }
+    if (Open.empty()) {
+      // A value at the top level.
+    } else if (C == ',') {
+      ++Open.back().Items;
+    } else if (Open.back().Items == 0) {
+      Open.back().Items = 1;  // the first entry begins
+    }
+    if (!Open.empty() && Open.back().Items > kMaxReportArrayItems)
+      Fail(std::string(Open.back().Array ? "an array" : "an object") + " of more than " +
+           std::to_string(kMaxReportArrayItems) + " entries");
+    if (C == '"') {
+      InString = true;
+    } else if (C == '[' || C == '{') {
+      if (Open.size() >= static_cast<size_t>(kMaxReportNesting))
+        Fail("nested deeper than " + std::to_string(kMaxReportNesting) + " levels");
+      Open.push_back({0, C == '['});
+    }
+  }
+}
+
 }  // namespace
 
 // ---- TReportElement ----------------------------------------------------------------------------
@@ -708,6 +751,7 @@ std::string TReportPage::SaveToString() const {
 void TReportPage::LoadFromString(std::string_view S) {
   nlohmann::json Root;
   try {
+    CheckJsonShape(S);
     Root = nlohmann::json::parse(S.begin(), S.end());
   } catch (const nlohmann::json::parse_error& E) {
     // The parser counts the bytes it read; the offset is that of the byte it stopped at.
@@ -735,6 +779,12 @@ void TReportPage::SaveToFile(const std::string& FileName) const {
 }
 
 void TReportPage::LoadFromFile(const std::string& FileName) {
+  std::error_code Ec;
+  const auto Size = std::filesystem::file_size(FileName, Ec);
+  if (!Ec && Size > static_cast<uintmax_t>(kMaxReportFileBytes))
+    throw EQuilletError(std::string(InvalidReportData) + ": a file of " + std::to_string(Size) +
+                            " bytes exceeds the limit of " + std::to_string(kMaxReportFileBytes),
+                        FileName);
   const std::string Bytes = ReadWholeFile(FileName);
   const std::string_view Text = StripBom(Bytes);
   try {

@@ -63,8 +63,17 @@ enum TBandType : int32_t {
 };
 
 // Size limits of a table read from a file: cells of a static table, columns of a data table.
+// A table's grid is allocated before anything is drawn, so its size is bounded at load.
 inline constexpr int64_t kMaxTableCells = 100000;
 inline constexpr int64_t kMaxDataTableColumns = 1000;
+// Levels of JSON nesting in a report file: the report itself needs seven (root, bands, a band,
+// elements, an element, cell styles, a style); deeper input is damage or an attack on the reader.
+inline constexpr int kMaxReportNesting = 64;
+// Entries of one array (or members of one object) in a report file: as many as the cells of the
+// largest static table; more is no report a person made, and each entry costs memory at load.
+inline constexpr size_t kMaxReportArrayItems = 100000;
+// Bytes of a report file, which is read and parsed whole: a thousand times a large report.
+inline constexpr int64_t kMaxReportFileBytes = int64_t{64} << 20;
 
 // File spellings, indexed by ordinal.
 inline constexpr std::array<std::string_view, 15> ElemTypeNames = {

@@ -238,6 +238,10 @@ TEST(ImageCodecs, BadDataRaisesErrorsNeverCrashes) {
       {"GIF", ToBytes("GIF89a\x01\x02"), "Unsupported image format"},
       {"PNG signature alone", ToBytes(png.substr(0, 8)), "Invalid PNG image"},
       {"PNG of 20000 x 20000", ToBytes(PatchIhdr(png, 20000, 20000)), "Image too large: 20000 x 20000"},
+      // Right at the pixel cap the size passes and only the missing data stops the decoder; one
+      // row more is refused for its size.
+      {"PNG of 10000 x 10000, cut short", ToBytes(PatchIhdr(png, 10000, 10000)), "image data is truncated"},
+      {"PNG of 10000 x 10001", ToBytes(PatchIhdr(png, 10000, 10001)), "Image too large: 10000 x 10001"},
       {"PNG of 0 x 9", ToBytes(PatchIhdr(png, 0, 9)), "Invalid PNG image"},
       {"PNG promising more than its data", ToBytes(PatchIhdr(png, 5000, 5000)), "image data is truncated"},
       {"PNG with a bad header CRC", ToBytes(PatchIhdr(png, 10, 9).replace(30, 1, "?")), "Invalid PNG image"},

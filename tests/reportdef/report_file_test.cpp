@@ -666,7 +666,7 @@ TEST(ReportFile, DamagedDocumentsRaise) {
       {R"({"version":"2.0"} trailing)", "Invalid report data", true},
       {R"({"version":"2.0","x":1e400})", "Invalid report data", true},
       {"{\"version\":\"2.0\",\"name\":\"\xFF\"}", "Invalid report data", true},
-      {Deep, "Invalid report data", true},
+      {Deep, "Invalid report data: nested deeper than 64 levels", true},
       {"{}", "Invalid report data: missing \"version\"", false},
       {R"({"version":"2.0","bands":{}})", "Invalid report data: \"bands\" is not an array", false},
       {R"({"version":"2.0","bands":null})", "Invalid report data: \"bands\" is not an array", false},
@@ -691,7 +691,7 @@ TEST(ReportFile, DamagedDocumentsRaise) {
       {R"({"version":"2.0","dataSources":[{"name":"A"},{"name":"B"},{"name":"A","fields":[]}]})",
        "Duplicate data source name \"A\"", false},
       {R"({"version":"2.0","bands":[{"elements":[{"text":)" + Deep + "}]}]}",
-       "Invalid report data: \"text\" is nested too deeply", false},
+       "Invalid report data: nested deeper than 64 levels", false},
       // Table grids are bounded before anything is allocated: static tables by cells, data
       // tables by columns.
       {R"({"version":"2.0","bands":[{"elements":[{"type":"Table","name":"T","rows":100001,"cols":1}]}]})",
@@ -723,10 +723,13 @@ TEST(ReportFile, DamagedDocumentsRaise) {
     EXPECT_EQ(ErrorOf([&] { AtLimit.LoadFromString(Doc); }), "(no error)") << Doc;
   }
 
-  // Deep nesting in a member the reader ignores is harmless.
+  // Nesting is bounded wherever it is, in members the reader ignores too: 64 levels load, 65 do not.
   TReportPage Page;
-  Page.LoadFromString(R"({"version":"2.0","extra":)" + Deep + "}");
+  const auto nested = [](int N) { return std::string(N, '[') + std::string(N, ']'); };
+  EXPECT_EQ(ErrorOf([&] { Page.LoadFromString(R"({"version":"2.0","extra":)" + nested(63) + "}"); }), "(no error)");
   EXPECT_TRUE(Page.Bands.empty());
+  EXPECT_EQ(ErrorOf([&] { Page.LoadFromString(R"({"version":"2.0","extra":)" + nested(64) + "}"); }),
+            "Invalid report data: nested deeper than 64 levels");
 
   // A parse failure reports where it happened.
   try {

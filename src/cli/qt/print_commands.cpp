@@ -36,7 +36,7 @@ int RunPrint(const TArgs& Args) {
   TInterruptGuard interruptGuard(engine);
   data.Open();
   if (TInterruptGuard::Interrupted()) {
-    std::fprintf(stderr, "quillet: interrupted; nothing printed\n");
+    std::fprintf(stderr, "quillet: %s; nothing printed\n", TInterruptGuard::Cause().c_str());
     return 130;
   }
   PrintWarnings(data.Warnings());
@@ -53,8 +53,8 @@ int RunPrint(const TArgs& Args) {
     // A report reaches its printer only when it has run to its end: earlier reports were printed,
     // this one is not.
     const auto interrupted = [&] {
-      std::fprintf(stderr, "quillet: interrupted; %s not printed (stopped after drawing %d page%s)\n",
-                   report.c_str(), pages - before, pages - before == 1 ? "" : "s");
+      std::fprintf(stderr, "quillet: %s; %s not printed (stopped after drawing %d page%s)\n",
+                   TInterruptGuard::Cause().c_str(), report.c_str(), pages - before, pages - before == 1 ? "" : "s");
       return 130;
     };
     try {

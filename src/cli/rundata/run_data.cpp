@@ -128,7 +128,9 @@ TRunOptions ParseRunOptionsImpl(const TArgs& Args, TRunCommand Command) {
       throw EUsageError(a + " applies to render only");
     } else if (a == "--printer" && Command == TRunCommand::Print) {
       o.Printer = next();
-    } else if ((a == "--format" || a == "--dpi" || a == "--compression" || a == "--jpeg-quality") && Command != TRunCommand::Render) {
+    } else if ((a == "--format" || a == "--dpi" || a == "--compression" || a == "--jpeg-quality" ||
+                a == "--max-pages") &&
+               Command != TRunCommand::Render) {
       throw EUsageError(a + " applies to render only");
     } else if (a == "-o" || a == "--output") {
       if (haveOut) throw EUsageError("-o given twice");
@@ -151,6 +153,12 @@ TRunOptions ParseRunOptionsImpl(const TArgs& Args, TRunCommand Command) {
       if (!v.empty() && v.size() <= 3 && v.find_first_not_of("0123456789") == std::string::npos) q = std::stoi(v);
       if (q < 0 || q > 100) throw EUsageError("--jpeg-quality expects a quality from 0 to 100, got \"" + v + "\"");
       o.JpegQuality = q;
+    } else if (a == "--max-pages") {
+      const std::string v = next();
+      int64_t n = 0;
+      if (!v.empty() && v.size() <= 9 && v.find_first_not_of("0123456789") == std::string::npos) n = std::stoll(v);
+      if (n < 1) throw EUsageError("--max-pages expects a number of pages from 1 to 999999999, got \"" + v + "\"");
+      o.MaxPages = n;
     } else if (a == "--format") {
       o.Format = next();
       if (o.Format != "pdf" && o.Format != "png" && o.Format != "raster")

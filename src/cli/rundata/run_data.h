@@ -10,6 +10,7 @@
 //   --var NAME=VALUE   --fonts DIR   --csv-separator C
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <stdexcept>
@@ -57,6 +58,7 @@ struct TRunOptions {
   char CsvSeparator = 0;       // 0: each CSV file's header line decides ("," or ";")
   int Compression = -1;        // -1: the engine's default
   int JpegQuality = -1;        // -1: not given (lossless images)
+  int64_t MaxPages = 0;        // --max-pages; 0: the engine's default
   std::string Format = "pdf";  // pdf, png or raster
   int Dpi = 0;                 // 0: not given (96 for png and raster)
   std::string Printer;         // print --printer
