@@ -36,9 +36,16 @@ tried (libFuzzer's `stat::number_of_executed_units`); **cov** and **ft**: the co
 status line (`cov:` code edges reached, `ft:` features, both counted over the corpus the run ended
 with); **corpus**: inputs in that corpus and their size; **findings**: `none`, or the kind of
 failure (crash, leak, timeout, oom) with the artifact it wrote under `fuzz/findings/artifacts/`.
-A finding stays open until a later line says how it was fixed (the crashing input then lives in
-`fuzz/corpus/TARGET/` and CTest replays it) or it is listed under "Open findings" below with its
-input in `fuzz/findings/open/`.
+Each finding is listed under "Findings" with what it was and its state: fixed (the input then lives
+in `fuzz/corpus/TARGET/`, so CTest replays it, and the fix's commit says what was wrong) or open
+(the input is kept in `fuzz/findings/open/`). The table of runs grows at the end of this file.
+
+## Findings
+
+| found | target | input | what was wrong | state |
+|---|---|---|---|---|
+
+## Runs
 
 | date | target | seconds | executions | cov | ft | corpus | findings |
 |---|---|---|---|---|---|---|---|
