@@ -51,20 +51,25 @@ inline std::vector<std::pair<uint32_t, std::vector<uint8_t>>> ReadTables(const s
 }
 
 // The subset with the original file's cmap added, so the font reader, which wants a character
-// map, can read it: the original's bytes from its cmap table to its end become the table, so every
-// subtable the original's records reach is reached alike. Without a cmap in the original the
-// subset is returned as it is. (The subset is ours, so its directory must be sound.)
+// map, can read it as it read the original: the cmap is placed last, holding the original's bytes
+// from its cmap table to the end of the file, and its directory entry keeps the original length.
+// Records are read within that length and subtables anywhere up to the end of the file, in both
+// files alike. Without a cmap in the original the subset is returned as it is. (The subset is
+// ours, so its own directory must be sound.)
 inline std::vector<uint8_t> WithOriginalCmap(const std::vector<uint8_t>& Subset, const std::vector<uint8_t>& Original) {
+  constexpr uint32_t kCmap = 0x636D6170;
   auto tables = ReadTables(Subset);
   for (const auto& t : tables)
-    if (t.first == 0x636D6170) return Subset;  // has a cmap already (a CFF font comes whole)
+    if (t.first == kCmap) return Subset;
+  uint32_t cmapLength = 0;
   const size_t count = BE16(Original, 4);
   for (size_t i = 0; i < count && 12 + 16 * i + 16 <= Original.size(); ++i) {
     const size_t rec = 12 + 16 * i;
-    if (BE32(Original, rec) != 0x636D6170) continue;
+    if (BE32(Original, rec) != kCmap) continue;
     const uint64_t off = BE32(Original, rec + 8);
     if (off >= Original.size()) return Subset;
-    tables.push_back({0x636D6170, std::vector<uint8_t>(Original.begin() + off, Original.end())});
+    cmapLength = BE32(Original, rec + 12);
+    tables.push_back({kCmap, std::vector<uint8_t>(Original.begin() + off, Original.end())});
     break;
   }
   std::vector<uint8_t> out(12 + 16 * tables.size());
@@ -76,7 +81,7 @@ inline std::vector<uint8_t> WithOriginalCmap(const std::vector<uint8_t>& Subset,
     const size_t rec = 12 + 16 * i;
     PutBE32(out, rec, tables[i].first);
     PutBE32(out, rec + 8, uint32_t(out.size()));
-    PutBE32(out, rec + 12, uint32_t(tables[i].second.size()));
+    PutBE32(out, rec + 12, tables[i].first == kCmap ? cmapLength : uint32_t(tables[i].second.size()));
     out.insert(out.end(), tables[i].second.begin(), tables[i].second.end());
   }
   return out;
