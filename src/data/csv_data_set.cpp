@@ -151,6 +151,9 @@ bool TCsvReader::ReadRecord(std::vector<std::string>& Cells, int64_t& Start) {
   SkipBlankLines();
   if (Peek() < 0) return false;
   int c;
+  // Get and Peek give bytes as 0..255 and the end as -1: the separator is compared as a byte too,
+  // or a separator of 0x80 or above never matches and 0xFF matches the end of the file.
+  const int sepByte = static_cast<unsigned char>(FSeparator);
   Start = FPos;
   // Cell strings are reused from the previous record, so a steady walk allocates nothing.
   size_t count = 0;
@@ -171,7 +174,7 @@ bool TCsvReader::ReadRecord(std::vector<std::string>& Cells, int64_t& Start) {
         if (cell.size() > kMaxCsvCellBytes) FailTooLong("cell", kMaxCsvCellBytes, Start);
       }
       c = Get();
-      if (c != FSeparator && c != '\n' && c != '\r' && c >= 0)
+      if (c != sepByte && c != '\n' && c != '\r' && c >= 0)
         Fail("unexpected character after a closing quote", Start);
     } else {
       // An unquoted cell is copied from the buffer in runs up to the next special byte.
@@ -197,9 +200,9 @@ bool TCsvReader::ReadRecord(std::vector<std::string>& Cells, int64_t& Start) {
       }
     }
     // The record's length so far, without the line break just read.
-    if (FPos - Start - (c >= 0 && c != FSeparator ? 1 : 0) > kMaxCsvRecordBytes)
+    if (FPos - Start - (c >= 0 && c != sepByte ? 1 : 0) > kMaxCsvRecordBytes)
       FailTooLong("record", static_cast<size_t>(kMaxCsvRecordBytes), Start);
-    if (c == FSeparator) continue;
+    if (c == sepByte) continue;
     if (c == '\r' && Peek() == '\n') Get();
     Cells.resize(count);
     return true;

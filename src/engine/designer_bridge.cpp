@@ -188,6 +188,9 @@ std::vector<TDataSourceSchema> ReadDataSourcesJson(std::string_view Text) {
     if (const size_t at = detail.find("at line "); at != std::string::npos) detail.erase(0, at + 3);
     throw EQuilletError(kInvalidDescription, std::string(), e.byte > 0 ? static_cast<int64_t>(e.byte) - 1 : 0,
                         detail);
+  } catch (const nlohmann::json::exception& e) {
+    // Anything else the parser raises (a number beyond the range of a double) is a bad file too.
+    throw EQuilletError(kInvalidDescription, std::string(), -1, e.what());
   }
   if (!root.is_array()) throw EQuilletError(kInvalidDescription, std::string(), -1, "not a JSON array");
   std::vector<TDataSourceSchema> out;
