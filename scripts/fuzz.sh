@@ -7,7 +7,8 @@
 #                          going on past a target that finds something; exit 1 if any did.
 # fuzz.sh --list           lists the targets.
 # Every run, single or --all, appends one line to fuzz/RUNS.md: date, target, seconds, executions,
-# coverage (cov/ft) and what it found. Runs go under nice -n ${FUZZ_NICE:-10}.
+# coverage (cov/ft) and what it found (FUZZ_LOG=0: no line, as for the smoke runs of test.sh).
+# Runs go under nice -n ${FUZZ_NICE:-10}.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 targets=($(ls fuzz/fuzz_*.cpp | sed 's#fuzz/fuzz_\(.*\)\.cpp#\1#'))
@@ -76,13 +77,15 @@ run_one() {
     case "$art" in *leak-*) kind=leak ;; *timeout-*) kind=timeout ;; *oom-*) kind=oom ;; esac
     finding="$kind${art:+ \`$art\`} (exit $rc)"
   fi
-  ensure_runs_file
+  if [ "${FUZZ_LOG:-1}" != "0" ]; then
+    ensure_runs_file
   (
     flock 9
     printf '| %s | %s | %s | %s | %s | %s | %s | %s |\n' "$(date -u +%Y-%m-%dT%H:%MZ)" "$t" "$((end - start))" \
       "${execs:-?}" "${cov:-?}" "${ft:-?}" "${corp:-?}" "$finding" >> "$runs"
   ) 9>"$runs.lock"
   rm -f "$runs.lock"
+  fi
   if [ "$rc" -ne 0 ]; then
     tail -n 40 "$log" >&2
     echo "fuzz.sh: $t found a failure (see fuzz/findings/artifacts)" >&2
