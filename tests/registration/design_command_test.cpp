@@ -174,7 +174,7 @@ TEST(DesignCommand, UsageMistakes) {
   for (const auto& [args, message] : cases) {
     const e2e::TRun run = l.Run(args, l.Env());
     EXPECT_EQ(run.Status, 2);
-    EXPECT_EQ(run.Err.substr(0, run.Err.find('\n')), "quillet: " + message);
+    EXPECT_EQ(run.Err, "quillet: " + message + " (try 'quillet --help')\n");
   }
   EXPECT_FALSE(fs::exists(l.Record));
 }
