@@ -9,6 +9,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
@@ -61,9 +62,10 @@ inline std::vector<std::string> ChildEnvironment() {
 
 // Starts quillet with Args in Dir, its stdout and stderr on the given descriptors; NewSession
 // detaches it from the test's terminal (so a pty given as stderr is its only terminal).
-// Everything the child needs is built before fork: the child only execs.
+// Everything the child needs is built before fork: the child only execs, after InChild (which
+// may only make calls that are safe between fork and exec, such as setrlimit and signal).
 inline pid_t SpawnQuillet(std::vector<std::string> Args, const std::string& Dir, int OutFd, int ErrFd,
-                          bool NewSession = false) {
+                          bool NewSession = false, const std::function<void()>& InChild = {}) {
   std::string prog = QUILLET_CLI_PATH;
   std::vector<char*> argv{prog.data()};
   for (auto& a : Args) argv.push_back(a.data());
@@ -78,6 +80,7 @@ inline pid_t SpawnQuillet(std::vector<std::string> Args, const std::string& Dir,
     if (!Dir.empty() && ::chdir(Dir.c_str()) != 0) ::_exit(126);
     ::dup2(OutFd, 1);
     ::dup2(ErrFd, 2);
+    if (InChild) InChild();
     ::execve(argv[0], argv.data(), envp.data());
     ::_exit(127);
   }

@@ -26,26 +26,10 @@ using namespace std::chrono_literals;
 // Runs quillet like RunQuillet, with InChild run in the child between fork and exec (only calls
 // that are safe there).
 TRun RunQuilletWith(std::vector<std::string> Args, const std::string& Dir, const std::function<void()>& InChild) {
-  std::string prog = QUILLET_CLI_PATH;
-  std::vector<char*> argv{prog.data()};
-  for (auto& a : Args) argv.push_back(a.data());
-  argv.push_back(nullptr);
-  std::vector<std::string> envStrings = ChildEnvironment();
-  std::vector<char*> envp;
-  for (auto& e : envStrings) envp.push_back(e.data());
-  envp.push_back(nullptr);
   FILE* err = std::tmpfile();
   TRun r;
-  const pid_t pid = ::fork();
-  if (pid == 0) {
-    if (::chdir(Dir.c_str()) != 0) ::_exit(126);
-    ::dup2(::fileno(err), 1);
-    ::dup2(::fileno(err), 2);
-    InChild();
-    ::execve(argv[0], argv.data(), envp.data());
-    ::_exit(127);
-  }
-  r.Status = WaitStatus(pid);
+  if (!err) return r;
+  r.Status = WaitStatus(SpawnQuillet(std::move(Args), Dir, ::fileno(err), ::fileno(err), false, InChild));
   std::rewind(err);
   r.Err = ReadFd(::fileno(err));
   std::fclose(err);
