@@ -5,6 +5,7 @@
 
 #include "base/error.h"
 #include "base/file_io.h"
+#include "base/json_shape.h"
 #include "base/platform.h"
 #include "base/utf8.h"
 #include "data/data_set.h"
@@ -150,34 +151,14 @@ namespace {
 
 const char* const kInvalidDescription = "Invalid data source description";
 
-// How deep arrays and objects nest, strings skipped; the parser recurses per level, so the depth
-// is checked before it runs.
-bool NestsDeeperThan(std::string_view Text, int Limit) {
-  int depth = 0;
-  bool inString = false;
-  for (size_t i = 0; i < Text.size(); ++i) {
-    const char c = Text[i];
-    if (inString) {
-      if (c == '\\') ++i;
-      else if (c == '"') inString = false;
-    } else if (c == '"') {
-      inString = true;
-    } else if (c == '[' || c == '{') {
-      if (++depth > Limit) return true;
-    } else if (c == ']' || c == '}') {
-      --depth;
-    }
-  }
-  return false;
-}
-
 std::string TextOf(const nlohmann::json& V) { return V.is_string() ? V.get<std::string>() : V.dump(); }
 
 }  // namespace
 
 std::vector<TDataSourceSchema> ReadDataSourcesJson(std::string_view Text) {
   Text = StripBom(Text);
-  if (NestsDeeperThan(Text, kMaxDataSourcesNesting))
+  // The parser recurses per level: the depth is bounded before it runs.
+  if (MeasureJsonShape(Text).Depth > static_cast<size_t>(kMaxDataSourcesNesting))
     throw EQuilletError(kInvalidDescription, std::string(), -1,
                         "nested deeper than " + std::to_string(kMaxDataSourcesNesting) + " levels");
   nlohmann::json root;

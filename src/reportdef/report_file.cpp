@@ -13,6 +13,7 @@
 
 #include "base/error.h"
 #include "base/file_io.h"
+#include "base/json_shape.h"
 #include "base/number_format.h"
 #include "base/utf8.h"
 #include "reportdef/report_model.h"
@@ -543,45 +544,14 @@ std::string ParseErrorDetail(const std::string& What) {
 }
 
 // The nesting and the container sizes of JSON text, bounded before it is parsed (the parser's own
-// hooks would cost far more than the parse). Strings are skipped; whatever else is malformed is
-// left to the parser to report.
+// hooks would cost far more than the parse).
 void CheckJsonShape(std::string_view S) {
-  struct TLevel {
-    size_t Items = 0;
-    bool Array = false;
-  };
-  std::vector<TLevel> Open;
-  bool InString = false;
-  for (size_t I = 0; I < S.size(); ++I) {
-    const char C = S[I];
-    if (InString) {
-      if (C == '\\') ++I;
-      else if (C == '"') InString = false;
-      continue;
-    }
-    if (C == ' ' || C == '\t' || C == '\n' || C == '\r') continue;
-    if (C == ']' || C == '}') {
-      if (!Open.empty()) Open.pop_back();
-      continue;
-    }
-    if (Open.empty()) {
-      // A value at the top level.
-    } else if (C == ',') {
-      ++Open.back().Items;
-    } else if (Open.back().Items == 0) {
-      Open.back().Items = 1;  // the first entry begins
-    }
-    if (!Open.empty() && Open.back().Items > kMaxReportArrayItems)
-      Fail(std::string(Open.back().Array ? "an array" : "an object") + " of more than " +
-           std::to_string(kMaxReportArrayItems) + " entries");
-    if (C == '"') {
-      InString = true;
-    } else if (C == '[' || C == '{') {
-      if (Open.size() >= static_cast<size_t>(kMaxReportNesting))
-        Fail("nested deeper than " + std::to_string(kMaxReportNesting) + " levels");
-      Open.push_back({0, C == '['});
-    }
-  }
+  const TJsonShape shape = MeasureJsonShape(S);
+  if (shape.Depth > static_cast<size_t>(kMaxReportNesting))
+    Fail("nested deeper than " + std::to_string(kMaxReportNesting) + " levels");
+  if (shape.MostItems > static_cast<size_t>(kMaxReportArrayItems))
+    Fail(std::string(shape.MostItemsInArray ? "an array" : "an object") + " of more than " +
+         std::to_string(kMaxReportArrayItems) + " entries");
 }
 
 }  // namespace
