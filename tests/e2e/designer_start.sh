@@ -12,18 +12,18 @@ fail() { echo "designer_start: $*" >&2; exit 1; }
 
 tmp=$(mktemp -d "${TMPDIR:-/tmp}/quillet-design.XXXXXX")
 trap 'pkill -f "$tmp/bin/formwright" 2>/dev/null || true; rm -rf "$tmp"' EXIT
-mkdir -p "$tmp/bin" "$tmp/work"
+mkdir -p "$tmp/bin" "$tmp/reports"
 cp "$quillet" "$tmp/bin/quillet"
 cp "$formwright" "$tmp/bin/formwright"
 export HOME="$tmp/home" XDG_CONFIG_HOME="$tmp/config" XDG_CACHE_HOME="$tmp/cache"
 unset QUILLET_DESIGNER
-printf 'id,customer,amount\n1,Ada,10\n' > "$tmp/work/orders.csv"
-printf 'order_id,product\n1,Lamp\n' > "$tmp/work/items.csv"
+printf 'id,customer,amount\n1,Ada,10\n' > "$tmp/reports/orders.csv"
+printf 'order_id,product\n1,Lamp\n' > "$tmp/reports/items.csv"
 printf '\xef\xbb\xbf{"version": "2.0", "bands": [{"type": "MasterData", "dataSource": "Orders", "elements": [{"type": "Label", "text": "[Orders.customer]"}]}]}' \
-  > "$tmp/work/orders.qdr"
+  > "$tmp/reports/orders.qdr"
 
-"$tmp/bin/quillet" design "$tmp/work/orders.qdr" --data "Orders=$tmp/work/orders.csv" \
-  --data "Items=$tmp/work/items.csv" 2>"$tmp/err" || fail "quillet design failed: $(cat "$tmp/err")"
+"$tmp/bin/quillet" design "$tmp/reports/orders.qdr" --data "Orders=$tmp/reports/orders.csv" \
+  --data "Items=$tmp/reports/items.csv" 2>"$tmp/err" || fail "quillet design failed: $(cat "$tmp/err")"
 win=$(timeout 60 xdotool search --sync --name '^orders\.qdr - Formwright$' | head -n 1) || true
 sleep 1
 [ -n "$win" ] || fail "no window titled \"orders.qdr - Formwright\" ($(xdotool search --name Formwright getwindowname %@ 2>/dev/null | tr '\n' ' '))"
